@@ -1,0 +1,13 @@
+#pragma once
+// vxtool's archive sub-commands. Each takes the arguments after its own name
+// and returns the process exit code (0 success, 1 failure, with one line on
+// standard error).
+#include <string>
+#include <vector>
+
+using Args = std::vector<std::string>;
+
+int packCommand(const Args& args);
+int listCommand(const Args& args);
+int extractCommand(const Args& args);
+int appendCommand(const Args& args);
