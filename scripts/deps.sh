@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config
-  zlib1g-dev libsdl2-dev libepoxy-dev libmpg123-dev libpng-dev libjpeg-dev libstb-dev
+  zlib1g-dev libsdl2-dev libepoxy-dev libmpg123-dev libmp3lame-dev libpng-dev libjpeg-dev libstb-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libgl1-mesa-dri libegl1-mesa-dev libgles-dev
   xvfb xdotool x11-utils

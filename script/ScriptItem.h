@@ -1,0 +1,20 @@
+#pragma once
+// One command of the show's script. The parser builds one item per command
+// line; the Scripter executes items in order, once per frame, until each
+// reports that it is finished.
+#include <string>
+
+class Scripter;
+
+class ScriptItem {
+ public:
+  ScriptItem(Scripter* scripter_, std::string text_) : text(std::move(text_)), scripter(scripter_) {}
+  virtual ~ScriptItem() = default;
+
+  // t: script time in ms. True when the command is finished; only the waits
+  // return false (they are executed again next frame).
+  virtual bool Execute(float t) = 0;
+
+  std::string text;    // the trimmed source line; waits write their progress here
+  Scripter* scripter;  // not owned
+};

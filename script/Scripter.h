@@ -1,0 +1,101 @@
+#pragma once
+// The show's interpreter and the owner of everything the script loads: the
+// item list and its position, the named slots (scenes, movies, music streams,
+// images and colours), the numbered 2D layers, and the time bases.
+//
+// Time bases, in float ms:
+//   script time t        = clock - timeOffset
+//   current scene's time = (t - sceneStart) * sceneSpeed
+//   cross-fade target    = (t - xfadeStart + xfadeOffset) * xfadeSpeed
+//   layer motion uses t directly.
+#include "platform/gfx/Device.h"
+#include "script/ScriptItem.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+class SceneGraph;
+class FlashPlayer;
+class MP3Player;
+class ImageBlitter;
+
+struct LayerRecord {
+  ImageBlitter* image = nullptr;  // an entry of the images map, not owned
+  bool additive = false;
+  float x = 0, y = 0;             // drawn in the next draw, virtual-screen pixels
+  float alpha = 1.0f;             // drawn (clamped to [0, 1]) in the next draw
+  float xSpeed = 0, ySpeed = 0;   // pixels per second
+  float alphaSpeed = 0;           // per second
+  float posStart = 0;             // script time (ms) the position motion started
+  float alphaStart = 0;           // script time (ms) the opacity change started
+  float baseX = 0, baseY = 0;     // position at posStart
+  float baseAlpha = 1.0f;         // opacity at alphaStart
+};
+
+class Scripter {
+ public:
+  // width, height: the nominal screen (800 x 600) every image and movie uses.
+  Scripter(IDirect3DDevice9* device, int width, int height);
+  virtual ~Scripter();
+  Scripter(const Scripter&) = delete;
+  Scripter& operator=(const Scripter&) = delete;
+
+  // Parses one script file and appends its items; baseTime (ms) is added to
+  // every time and duration argument of the file.
+  void LoadScript(const char* fileName, float baseTime);
+
+  // Runs the due commands, draws the layers below the scene, the scene (or
+  // the cross-fade), the layers above. True once every item has run.
+  bool Update(float clock);
+
+  // Slot and layer housekeeping shared by the commands.
+  void removeLayersShowing(const ImageBlitter* image);
+  void freeImageSlot(const std::string& name);
+  void freeMusicSlot(const std::string& name);
+  void freeFlashSlot(const std::string& name);
+  void freeSceneSlot(const std::string& name);
+
+  IDirect3DDevice9* device;  // not owned
+  std::vector<std::unique_ptr<ScriptItem>> items;
+  std::uint32_t current = 0;  // next item to execute
+  float sceneStart = 0;
+  float flashStart = 0;
+  float timeOffset = 0;
+  std::map<std::string, SceneGraph*> scenes;     // owned
+  std::map<std::string, FlashPlayer*> flashes;   // owned
+  std::map<std::string, MP3Player*> musics;      // owned; closed before deletion
+  std::map<std::string, ImageBlitter*> images;   // owned; colours too
+  int width, height;
+  float sceneSpeed = 1.0f;
+  SceneGraph* currentScene = nullptr;
+  FlashPlayer* currentFlash = nullptr;
+  MP3Player* currentMusic = nullptr;
+  std::map<std::int32_t, LayerRecord> layers;
+  bool xfadeActive = false;
+  SceneGraph* xfadeTarget = nullptr;
+  float xfadeStart = 0;
+  float xfadeOffset = 0;
+  float xfadeDuration = 0;
+  float xfadeSpeed = 1.0f;
+  IDirect3DTexture9* xfadeTexture = nullptr;  // 512 x 512 render target
+  IDirect3DSurface9* xfadeDepth = nullptr;    // 512 x 512 depth-stencil
+
+ private:
+  void loadScriptFile(const char* fileName, float baseTime);
+  void drawLayer(LayerRecord& layer, float t);
+  // The scene, or the cross-fade between two scenes (scene commands' file).
+  void drawScene(float t);
+  // The music system's set-up and close (music commands' file).
+  void initMusic();
+  void closeMusic();
+  // The shared shaders and glow targets of the scene renderer.
+  void createRenderTargets();
+  void releaseRenderTargets();
+
+  // Names of the script files being parsed, outermost first: an include of
+  // one of them would never end, and is refused.
+  std::vector<std::string> m_openScripts;
+};

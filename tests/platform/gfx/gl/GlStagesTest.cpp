@@ -1,0 +1,207 @@
+// Texture stages, blending, alpha test and the program cache of the OpenGL
+// device. Expected colours are worked out by hand from the inputs below.
+#include "GlTestDevice.h"
+
+namespace gltest {
+namespace {
+
+class GlStages : public GlDeviceTest {
+ protected:
+  void SetUp() override {
+    DeviceOptions options;
+    options.format = D3DFMT_A8R8G8B8;  // so the alpha results can be read back
+    open(options);
+    plainStates();
+  }
+
+  // One stage on the reference inputs: diffuse 0x55FF0000, texture
+  // 0x9900FF00, TFACTOR 0xDD333333; ARG0 DIFFUSE, ARG1 TEXTURE, ARG2 TFACTOR.
+  D3DCOLOR referenceStage(DWORD colorOp, DWORD alphaOp) {
+    IDirect3DTexture9* t = texture(1, 1, {0x9900FF00});
+    m_device->SetTexture(0, t);
+    m_device->SetRenderState(D3DRS_TEXTUREFACTOR, 0xDD333333);
+    for (auto [type, value] : {std::pair{D3DTSS_COLORARG0, D3DTA_DIFFUSE}, {D3DTSS_COLORARG1, D3DTA_TEXTURE},
+                               {D3DTSS_COLORARG2, D3DTA_TFACTOR}, {D3DTSS_ALPHAARG0, D3DTA_DIFFUSE},
+                               {D3DTSS_ALPHAARG1, D3DTA_TEXTURE}, {D3DTSS_ALPHAARG2, D3DTA_TFACTOR}})
+      m_device->SetTextureStageState(0, type, value);
+    m_device->SetTextureStageState(0, D3DTSS_COLOROP, colorOp);
+    m_device->SetTextureStageState(0, D3DTSS_ALPHAOP, alphaOp);
+    clear(0);
+    fullQuad(0x55FF0000);
+    m_device->SetTexture(0, nullptr);
+    t->Release();
+    return pixel(4, 4);
+  }
+};
+
+TEST_F(GlStages, ReferenceColoursOfTheStageOperations) {
+  struct Case {
+    DWORD op;
+    D3DCOLOR rgb;
+    D3DCOLOR alpha;  // the same op on the alphas 0x55, 0x99, 0xDD
+  } cases[] = {
+      {D3DTOP_SELECTARG1, 0x00FF00, 0x99},  {D3DTOP_SELECTARG2, 0x333333, 0xDD},
+      {D3DTOP_MODULATE, 0x003300, 0x85},    {D3DTOP_ADD, 0x33FF33, 0xFF},
+      {D3DTOP_ADDSMOOTH, 0x33FF33, 0xF1},   {D3DTOP_MULTIPLYADD, 0xFF3300, 0xDA},
+      {D3DTOP_SUBTRACT, 0x00CC00, 0x00},    {D3DTOP_MODULATE2X, 0x006600, 0xFF},
+      {D3DTOP_LERP, 0x003333, 0xC6},
+  };
+  for (const Case& c : cases) {
+    const D3DCOLOR result = referenceStage(c.op, c.op);
+    EXPECT_THAT(result & 0xFFFFFF, NearColor(c.rgb, 1)) << "op " << c.op;
+    EXPECT_THAT(result >> 24, NearColor(c.alpha, 1)) << "alpha op " << c.op;
+  }
+}
+
+TEST_F(GlStages, ArgumentsModifiersAndChains) {
+  IDirect3DTexture9* t = texture(1, 1, {0x80204060});
+  m_device->SetTexture(0, t);
+  // Stage 0: texture complemented; stage 1: current x diffuse's alpha replicated.
+  m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE | D3DTA_COMPLEMENT);  // 0xDFBF9F
+  m_device->SetTextureStageState(0, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(0, D3DTSS_ALPHAARG1, D3DTA_TEXTURE);
+  m_device->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_MODULATE);
+  m_device->SetTextureStageState(1, D3DTSS_COLORARG1, D3DTA_CURRENT);
+  m_device->SetTextureStageState(1, D3DTSS_COLORARG2, D3DTA_DIFFUSE | D3DTA_ALPHAREPLICATE);
+  m_device->SetTextureStageState(1, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(1, D3DTSS_ALPHAARG1, D3DTA_CURRENT);
+  clear(0);
+  fullQuad(0x80FFFFFF);  // diffuse alpha 0x80 ~ 0.502
+  EXPECT_THAT(pixel(1, 1), NearColor(0x80705F50u, 1));
+
+  // A disabled colour op ends the chain, its alpha op too.
+  m_device->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
+  m_device->SetTextureStageState(2, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(2, D3DTSS_COLORARG1, D3DTA_TFACTOR);
+  fullQuad(0x80FFFFFF);
+  EXPECT_THAT(pixel(1, 1), NearColor(0x80DFBF9Fu, 1));
+
+  // A stage that samples with no texture bound reads opaque white.
+  m_device->SetTexture(0, nullptr);
+  fullQuad(0x80FFFFFF);
+  EXPECT_THAT(pixel(1, 1), NearColor(0xFF000000u, 0));
+
+  // SPECULAR as an argument reads the vertex specular colour.
+  struct V {
+    float x, y, z, rhw;
+    D3DCOLOR diffuse, specular;
+  };
+  const V quad[4] = {{0, 0, 0.5f, 1, 0xFFFFFFFF, 0xFF123456},
+                     {16, 0, 0.5f, 1, 0xFFFFFFFF, 0xFF123456},
+                     {0, 16, 0.5f, 1, 0xFFFFFFFF, 0xFF123456},
+                     {16, 16, 0.5f, 1, 0xFFFFFFFF, 0xFF123456}};
+  m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_SPECULAR);
+  m_device->SetTextureStageState(0, D3DTSS_ALPHAARG1, D3DTA_DIFFUSE);
+  m_device->SetFVF(D3DFVF_XYZRHW | D3DFVF_DIFFUSE | D3DFVF_SPECULAR);
+  ASSERT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, quad, sizeof(V)), D3D_OK);
+  EXPECT_EQ(pixel(1, 1), 0xFF123456u);
+  t->Release();
+}
+
+// Source 0x99CC6633 over destination 0x663399FF (A8R8G8B8 target).
+TEST_F(GlStages, EveryBlendFactorAndOperation) {
+  m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+  m_device->SetTextureStageState(0, D3DTSS_ALPHAARG1, D3DTA_DIFFUSE);
+  m_device->SetRenderState(D3DRS_ALPHABLENDENABLE, TRUE);
+  auto blend = [&](DWORD src, DWORD dst, DWORD op) {
+    m_device->SetRenderState(D3DRS_SRCBLEND, src);
+    m_device->SetRenderState(D3DRS_DESTBLEND, dst);
+    m_device->SetRenderState(D3DRS_BLENDOP, op);
+    clear(0x663399FF);
+    fullQuad(0x99CC6633);
+    return pixel(3, 3);
+  };
+  struct Factor {
+    DWORD factor;
+    D3DCOLOR asSource, asDest;
+  } factors[] = {
+      {D3DBLEND_ZERO, 0x00000000, 0x00000000},        {D3DBLEND_ONE, 0x99CC6633, 0x663399FF},
+      {D3DBLEND_SRCCOLOR, 0x5CA3290A, 0x3D293D33},    {D3DBLEND_INVSRCCOLOR, 0x3D293D29, 0x290A5CCC},
+      {D3DBLEND_SRCALPHA, 0x5C7A3D1F, 0x3D1F5C99},    {D3DBLEND_INVSRCALPHA, 0x3D522914, 0x29143D66},
+      {D3DBLEND_DESTALPHA, 0x3D522914, 0x29143D66},   {D3DBLEND_INVDESTALPHA, 0x5C7A3D1F, 0x3D1F5C99},
+      {D3DBLEND_DESTCOLOR, 0x3D293D33, 0x290A5CFF},   {D3DBLEND_INVDESTCOLOR, 0x5CA32900, 0x3D293D00},
+  };
+  for (const Factor& f : factors) {
+    EXPECT_THAT(blend(f.factor, D3DBLEND_ZERO, D3DBLENDOP_ADD), NearColor(f.asSource, 1)) << "src " << f.factor;
+    EXPECT_THAT(blend(D3DBLEND_ZERO, f.factor, D3DBLENDOP_ADD), NearColor(f.asDest, 1)) << "dest " << f.factor;
+  }
+  EXPECT_THAT(blend(D3DBLEND_SRCALPHA, D3DBLEND_INVSRCALPHA, D3DBLENDOP_ADD), NearColor(0x858F7A85u, 1));
+  EXPECT_THAT(blend(D3DBLEND_SRCALPHA, D3DBLEND_INVSRCALPHA, D3DBLENDOP_SUBTRACT), NearColor(0x33660000u, 1));
+  EXPECT_THAT(blend(D3DBLEND_SRCALPHA, D3DBLEND_INVSRCALPHA, D3DBLENDOP_REVSUBTRACT), NearColor(0x00000047u, 1));
+}
+
+TEST_F(GlStages, TargetWithoutAlphaReadsDestinationAlphaAsOne) {
+  DeviceOptions options;  // X8R8G8B8
+  open(options);
+  plainStates();
+  m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+  m_device->SetRenderState(D3DRS_ALPHABLENDENABLE, TRUE);
+  m_device->SetRenderState(D3DRS_SRCBLEND, D3DBLEND_DESTALPHA);
+  m_device->SetRenderState(D3DRS_DESTBLEND, D3DBLEND_INVDESTALPHA);
+  clear(0x00336699);  // the alpha byte is not stored
+  fullQuad(0xFFCC6633);
+  EXPECT_EQ(pixel(3, 3), 0xFFCC6633u);
+}
+
+TEST_F(GlStages, AlphaTestComparesTheAlphaByteWithAlphaRef) {
+  m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+  m_device->SetTextureStageState(0, D3DTSS_ALPHAARG1, D3DTA_DIFFUSE);
+  m_device->SetRenderState(D3DRS_ALPHATESTENABLE, TRUE);
+  m_device->SetRenderState(D3DRS_ALPHAREF, 0xFFFFFF80);  // only the low byte counts
+  struct Case {
+    DWORD func;
+    bool below, equal, above;  // alpha 0x7F, 0x80, 0x81 drawn?
+  } cases[] = {
+      {D3DCMP_NEVER, false, false, false},   {D3DCMP_LESS, true, false, false},
+      {D3DCMP_EQUAL, false, true, false},    {D3DCMP_LESSEQUAL, true, true, false},
+      {D3DCMP_GREATER, false, false, true},  {D3DCMP_NOTEQUAL, true, false, true},
+      {D3DCMP_GREATEREQUAL, false, true, true}, {D3DCMP_ALWAYS, true, true, true},
+  };
+  for (const Case& c : cases) {
+    m_device->SetRenderState(D3DRS_ALPHAFUNC, c.func);
+    clear(0);
+    screenQuad(0, 0, 4, 16, 0x7FFFFFFF);
+    screenQuad(4, 0, 8, 16, 0x80FFFFFF);
+    screenQuad(8, 0, 12, 16, 0x81FFFFFF);
+    EXPECT_EQ(rgb(1, 1) != 0, c.below) << "func " << c.func;
+    EXPECT_EQ(rgb(5, 1) != 0, c.equal) << "func " << c.func;
+    EXPECT_EQ(rgb(9, 1) != 0, c.above) << "func " << c.func;
+  }
+  // Disabled, the function is ignored.
+  m_device->SetRenderState(D3DRS_ALPHAFUNC, D3DCMP_NEVER);
+  m_device->SetRenderState(D3DRS_ALPHATESTENABLE, FALSE);
+  clear(0);
+  fullQuad(0x7FFFFFFF);
+  EXPECT_NE(rgb(1, 1), 0u);
+}
+
+TEST_F(GlStages, RepeatedStatesCompileNothingNew) {
+  auto drawFrame = [&] {
+    m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+    fullQuad(0xFF00FF00);
+    m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_MODULATE);
+    m_device->SetRenderState(D3DRS_FOGENABLE, TRUE);
+    fullQuad(0xFF00FF00);
+    m_device->SetRenderState(D3DRS_FOGENABLE, FALSE);
+  };
+  const std::uint64_t before = m_device->compiledProgramCount();
+  drawFrame();
+  const std::uint64_t afterFirst = m_device->compiledProgramCount();
+  EXPECT_EQ(afterFirst - before, 2u) << "two different state sets, two programs";
+  drawFrame();
+  drawFrame();
+  EXPECT_EQ(m_device->compiledProgramCount(), afterFirst);
+  // A value carried by a uniform is not part of the key.
+  m_device->SetRenderState(D3DRS_TEXTUREFACTOR, 0xFF123456);
+  m_device->SetRenderState(D3DRS_FOGCOLOR, 0xFF654321);
+  drawFrame();
+  EXPECT_EQ(m_device->compiledProgramCount(), afterFirst);
+}
+
+}  // namespace
+}  // namespace gltest

@@ -1,0 +1,39 @@
+#include "ScriptTestUtil.h"
+
+#include "platform/os/Clock.h"
+#include "platform/os/MessageBox.h"
+#include "script/DemoClock.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+void setClockMs(double ms) {
+  LARGE_INTEGER frequency;
+  QueryPerformanceFrequency(&frequency);
+  SetPerformanceCounterOverride(std::int64_t(ms * double(frequency.QuadPart) / 1000.0 + 0.5));
+}
+
+void ScriptTest::SetUp() {
+  char cwd[4096];
+  ASSERT_NE(::getcwd(cwd, sizeof cwd), nullptr);
+  oldDir = cwd;
+  ASSERT_EQ(::chdir(dir.path().c_str()), 0);
+  SetMessageBoxHook([](const char*, const char*, UINT) { return IDOK; });
+  setClockMs(0);
+  StartDemoClock();
+  device = RecordingDevice::createOffscreen();
+  scripter = std::make_unique<Scripter>(device, 800, 600);
+}
+
+void ScriptTest::TearDown() {
+  scripter.reset();
+  if (device) device->Release();
+  ClearPerformanceCounterOverride();
+  SetMessageBoxHook(nullptr);
+  ASSERT_EQ(::chdir(oldDir.c_str()), 0);
+}
+
+Scripter& ScriptTest::load(const std::string& name, float baseTime) {
+  scripter->LoadScript(name.c_str(), baseTime);
+  return *scripter;
+}
