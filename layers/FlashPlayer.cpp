@@ -176,10 +176,17 @@ bool FlashPlayer::createControl() {
   return true;
 }
 
-// The file written out of the archive goes before the process does.
+// The file written out of the archive goes before the process does. What was
+// made so far is released too: a test harness's exit hook may unwind out of
+// the constructor instead of ending the process, and then no destructor runs.
 void FlashPlayer::failLoad(const char* reason) {
   logLine("FlashPlayer: " + m_fileName + ": " + reason);
   if (m_temporaryFile) DeleteFileA(m_fileName.c_str());
+  m_temporaryFile = false;
+  delete m_window;
+  m_window = nullptr;
+  if (m_texture) m_texture->Release();
+  m_texture = nullptr;
   FatalMessage("Error", 0, "%s", kLoadFailed);
 }
 

@@ -98,6 +98,8 @@ int Window::drawableHeight() const {
 
 void Window::makeCurrent() { SDL_GL_MakeCurrent(m_window, static_cast<SDL_GLContext>(m_context)); }
 
+bool Window::isCurrent() const { return SDL_GL_GetCurrentContext() == m_context; }
+
 void Window::swap() { SDL_GL_SwapWindow(m_window); }
 
 bool Window::setSwapInterval(int interval) { return SDL_GL_SetSwapInterval(interval) == 0; }

@@ -47,6 +47,7 @@ class Window {
   int glVersion() const { return m_glVersion; }
 
   void makeCurrent();
+  bool isCurrent() const;
   // Shows the window framebuffer's contents (SDL_GL_SwapWindow).
   void swap();
   // Swap interval: 1 waits for the vertical retrace, 0 does not. Drivers

@@ -111,6 +111,8 @@ signed char FSOUND_SetOutput(int outputType);  // FSOUND_OUTPUT_*
 int FSOUND_GetOutput();
 // 0: the default device; n > 0: SDL's n-th playback device (1-based).
 signed char FSOUND_SetDriver(int driver);
+// Drivers: the default device plus SDL's playback devices (1 when SDL's
+// audio cannot start).
 int FSOUND_GetNumDrivers();
 // Mixing buffer length, 10 ... 2000 ms (default 200). The device buffer is
 // about half of it, so the mix runs this far ahead of what is heard.

@@ -157,6 +157,10 @@ int Mp3Decoder::read(float* out, int frames) {
   return written;
 }
 
+bool Mp3Decoder::ended() const {
+  return m_sourceEnded && m_blockUsed >= m_block.size() && (!m_resampler || SDL_AudioStreamAvailable(m_resampler) == 0);
+}
+
 bool Mp3Decoder::seek(std::int64_t frame) {
   frame = std::max<std::int64_t>(frame, 0);
   if (m_length >= 0) frame = std::min(frame, m_length);

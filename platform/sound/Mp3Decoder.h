@@ -39,6 +39,8 @@ class Mp3Decoder {
   int sourceRate() const { return m_rate; }
   int sourceChannels() const { return m_channels; }
   bool failed() const { return m_failed; }
+  // Everything has been read (or decoding failed).
+  bool ended() const;
 
  private:
   Mp3Decoder() = default;

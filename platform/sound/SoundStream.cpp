@@ -80,5 +80,5 @@ bool FSOUND_STREAM::atEnd() {
   if (mode & FSOUND_LOOP_NORMAL) return false;
   if (m_count > 0) return false;
   const std::int64_t length = m_decoder->length();
-  return m_decoder->failed() || (length >= 0 && m_decoder->position() >= length);
+  return m_decoder->ended() || (length >= 0 && m_decoder->position() >= length);
 }

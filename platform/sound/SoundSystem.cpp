@@ -227,6 +227,15 @@ signed char FSOUND_SetDriver(int driver) {
   return TRUE;
 }
 
+int FSOUND_GetNumDrivers() {
+  // Driver 0 is the default device; SDL's playback devices follow.
+  const bool started = g.device != 0;
+  if (!started && SDL_InitSubSystem(SDL_INIT_AUDIO) != 0) return 1;
+  const int devices = SDL_GetNumAudioDevices(0);
+  if (!started) SDL_QuitSubSystem(SDL_INIT_AUDIO);
+  return 1 + std::max(devices, 0);
+}
+
 signed char FSOUND_SetBufferSize(int lenMs) {
   if (g.initialised) return fail(FSOUND_ERR_BUSY);
   if (lenMs < 10 || lenMs > 2000) return fail(FSOUND_ERR_INVALID_PARAM);

@@ -5,6 +5,7 @@
 #include "platform/gfx/recording/RecordingDevice.h"
 #include "platform/movie/FileCalls.h"
 #include "platform/os/MessageBox.h"
+#include "platform/os/Process.h"
 #include "tests/platform/movie/TestMovies.h"
 #include "tools/ArchiveWriter.h"
 
@@ -20,6 +21,11 @@
 namespace {
 
 int answerOk(const char*, const char*, UINT) { return IDOK; }
+
+struct ExitCalled {
+  UINT code;
+};
+[[noreturn]] void throwOnExit(UINT code) { throw ExitCalled{code}; }
 
 const char* const kLoadFailed = "Error: Couldn't load 2d content!";
 
@@ -208,6 +214,27 @@ TEST_F(FlashPlayerTest, SetModeOneMakesTheBackgroundBlackAgain) {
   int quality = 0;
   player.control()->get_Quality(&quality);
   EXPECT_EQ(quality, 3);
+}
+
+TEST_F(FlashPlayerTest, LoadFailureReleasesWhatWasMadeWhenTheExitHookUnwinds) {
+  const MovieBytes text = {'n', 'o', 't', ' ', 'a', ' ', 'm', 'o', 'v', 'i', 'e'};
+  useArchive({{"page.swf", text}});
+  const int windows = liveHostWindows();
+  const int controls = liveFlashControls();
+  SetExitProcessHook(throwOnExit);
+  UINT code = 99;
+  try {
+    FlashPlayer player(m_device, 800, 600, "page.swf");
+    ADD_FAILURE() << "a file that is not a movie was loaded";
+  } catch (const ExitCalled& exit) {
+    code = exit.code;
+  }
+  SetExitProcessHook(nullptr);
+  EXPECT_EQ(code, 0u);
+  EXPECT_EQ(liveHostWindows(), windows);
+  EXPECT_EQ(liveFlashControls(), controls);
+  EXPECT_EQ(m_device->liveResourceCount(), m_resourcesBefore);
+  EXPECT_FALSE(fileExists(here("page.swf")));
 }
 
 TEST(FlashMoviePathTest, DriveNamesAndAbsolutePathsAreKept) {

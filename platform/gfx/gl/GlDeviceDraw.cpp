@@ -7,6 +7,7 @@
 
 #include "platform/gfx/gl/GlProgram.h"
 #include "platform/os/Process.h"
+#include "platform/os/Window.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,8 +15,6 @@
 #include <regex>
 
 namespace {
-
-const GlDevice* g_currentDevice = nullptr;
 
 D3DMATRIX multiply(const D3DMATRIX& a, const D3DMATRIX& b) {
   D3DMATRIX r{};
@@ -649,10 +648,7 @@ HRESULT GlDevice::prepareDraw(D3DPRIMITIVETYPE type) {
   if (!m_inScene || !validPrimitive(type)) return D3DERR_INVALIDCALL;
   const GlVertexLayout* layout = currentLayout();
   if (!layout) return D3DERR_INVALIDCALL;
-  if (g_currentDevice != this) {
-    makeCurrent();
-    g_currentDevice = this;
-  }
+  if (!m_window->isCurrent()) makeCurrent();
   const bool points = type == D3DPT_POINTLIST;
   if (points != m_drawingPoints) {
     m_drawingPoints = points;

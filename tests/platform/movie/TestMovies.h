@@ -15,7 +15,7 @@ struct TestMovie {
   int rectBits = -1;              // -1: the fewest bits that hold the four values
   std::uint16_t frameRate = 25 << 8;  // 8.8 fixed point
   std::uint16_t frameCount = 1;
-  MovieBytes tags = {0x40, 0x00, 0x00, 0x00};  // SetBackgroundColor-ish bytes, then the end tag
+  MovieBytes tags = {0x40, 0x00, 0x00, 0x00};  // a show-frame tag, then the end tag
   std::int64_t fileLength = -1;   // -1: the real uncompressed length
 };
 

@@ -132,7 +132,7 @@ SoundTempDir::~SoundTempDir() {
 std::string SoundTempDir::write(const std::string& name, const Bytes& bytes) const {
   const std::string file = m_path + "/" + name;
   if (std::FILE* f = std::fopen(file.c_str(), "wb")) {
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
     std::fclose(f);
   }
   return file;

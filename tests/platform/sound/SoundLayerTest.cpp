@@ -174,6 +174,9 @@ TEST_F(SoundLayerTest, StreamsEndOrLoop) {
   EXPECT_LT(maxDifference(tail.data(), s_monoRef.stereo.data() + s_monoRef.stereo.size() - played, played),
             kSeekTolerance);
   EXPECT_TRUE(silent(std::vector<float>(tail.begin() + static_cast<std::ptrdiff_t>(played), tail.end())));
+  const int again = FSOUND_Stream_PlayEx(FSOUND_FREE, once, nullptr, FALSE);
+  EXPECT_LT(differenceFrom(s_monoRef, 0, advance(20)), kSeekTolerance) << "a stream that ended starts over";
+  FSOUND_StopSound(again);
   FSOUND_Stream_SetTime(once, 5 * lengthMs);
   EXPECT_EQ(FSOUND_Stream_GetTime(once), lengthMs) << "times past the end are clamped";
 
@@ -351,6 +354,7 @@ TEST_F(SoundLayerTest, MissingDeviceFailsInitialisation) {
   EXPECT_FALSE(FSOUND_Init(kRate, 32, 0));
   EXPECT_EQ(FSOUND_GetError(), FSOUND_ERR_INIT);
   EXPECT_EQ(FSOUND_GetMixer(), 0);
+  EXPECT_GE(FSOUND_GetNumDrivers(), 1);
   ASSERT_TRUE(FSOUND_SetDriver(50));
   if (previous) ::setenv("SDL_AUDIODRIVER", saved.c_str(), 1); else ::unsetenv("SDL_AUDIODRIVER");
   EXPECT_FALSE(FSOUND_Init(kRate, 32, 0)) << "driver 50 does not exist";

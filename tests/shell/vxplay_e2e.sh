@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# End-to-end tests of the real player under Xvfb: the start-up question is
+# answered with xdotool, the exit code and standard error are checked.
+#   vxplay_e2e.sh PATH/TO/vxplay
+set -u
+player=$(realpath "$1")
+fail=0
+work=$(mktemp -d)
+display=":$((90 + RANDOM % 500))"
+Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+xvfb=$!
+trap 'kill $xvfb 2>/dev/null; rm -rf "$work"' EXIT
+export SDL_AUDIODRIVER=dummy
+for _ in $(seq 50); do DISPLAY=$display xwininfo -root >/dev/null 2>&1 && break; sleep 0.1; done
+
+# Window id of the first top-level window whose name is exactly NAME and whose
+# width is at least MINW, waiting up to 15 s.
+find_window() {
+  local name=$1 minw=${2:-1} id
+  for _ in $(seq 150); do
+    id=$(DISPLAY=$display xwininfo -root -tree 2>/dev/null | grep -F "\"$name\":" |
+      sed -E 's/^ *(0x[0-9a-f]+) .* ([0-9]+)x([0-9]+)\+-?[0-9]+\+-?[0-9]+ +\+-?[0-9]+\+-?[0-9]+$/\1 \2/' |
+      awk -v w="$minw" '$2 + 0 >= w { print $1; exit }')
+    [ -n "$id" ] && { echo "$id"; return 0; }
+    sleep 0.1
+  done
+  return 1
+}
+
+press() {  # press NAME KEY [MINW]
+  local id
+  id=$(find_window "$1" "${3:-1}") || { echo "  no window named '$1'"; return 1; }
+  DISPLAY=$display xdotool windowfocus "$id" 2>/dev/null
+  DISPLAY=$display xdotool key --window "$id" "$2"
+}
+
+# start CASE SCRIPT-OR-EMPTY: a fresh folder holding a copy of the player
+# (so no archive stands beside it) and, if given, a loose demo.vxc.
+start() {
+  dir="$work/$1"
+  mkdir -p "$dir"
+  cp "$player" "$dir/vxplay"
+  [ -n "$2" ] && printf '%s' "$2" >"$dir/demo.vxc"
+  (cd "$dir" && DISPLAY=$display timeout 60 ./vxplay >"$dir/out" 2>&1; echo $? >"$dir/rc") &
+}
+
+finish() {  # finish EXPECTED-RC TEXT...
+  local expected=$1 rc
+  shift
+  for _ in $(seq 300); do [ -f "$dir/rc" ] && break; sleep 0.1; done
+  rc=$(cat "$dir/rc" 2>/dev/null || echo none)
+  local ok=1
+  [ "$rc" = "$expected" ] || { echo "  exit code $rc, expected $expected"; ok=0; }
+  for text in "$@"; do grep -qF -- "$text" "$dir/out" || { echo "  missing on stderr: $text"; ok=0; }; done
+  if [ $ok = 1 ]; then echo "PASS $case"; else echo "FAIL $case"; sed 's/^/    | /' "$dir/out"; fail=1; fi
+}
+
+case="no display exits 10"
+dir="$work/nodisplay"; mkdir -p "$dir"
+(cd "$dir" && env -u DISPLAY -u WAYLAND_DISPLAY timeout 20 "$player" >"$dir/out" 2>&1; echo $? >"$dir/rc")
+finish 10 "Couldn't open MessageBox, dying"
+
+case="cancel at the question exits 5"
+start cancel ""
+press Demo Escape
+press Demo Return  # the "User Abort" box
+finish 5 "Demo: User Abort"
+
+case="yes without archive or script shows one frame and exits 0"
+start empty ""
+press Demo Return
+finish 0
+
+case="unknown command exits 0 with the script error"
+start badcommand $'settime 0\nfrobnicate now\n'
+press Demo Return
+press "Error loading script" Return
+finish 0 "Error loading script: Invalid command 'frobnicate now' in script demo.vxc, line 2!"
+
+case="escape during a long wait ends the show with 0"
+start escape $'wait 100000\n'
+press Demo Return
+sleep 1
+press Demo Escape 600
+finish 0
+
+exit $fail
