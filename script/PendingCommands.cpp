@@ -1,8 +1,8 @@
-// Commands whose subsystems this build does not have yet: 3D scenes (with
-// the shared shaders and glow targets), music and movies. The parser builds
-// their items with every stored value; running one writes a line to the
-// debugger output, once per item, and the show goes on without it. Each
-// group moves to its own file when its subsystem lands.
+// Commands whose subsystem this build does not have yet: 3D scenes, with the
+// shared shaders and glow targets. The parser builds their items with every
+// stored value; running one writes a line to the debugger output, once per
+// command class, and the show goes on without it. The group moves to its own
+// file when the scene renderer lands.
 #include "platform/os/Process.h"
 #include "script/SceneCommands.h"
 #include "script/Scripter.h"
@@ -37,22 +37,9 @@ VX_UNAVAILABLE(SetFogColor, "3D scenes")
 VX_UNAVAILABLE(ShakeCamera, "3D scenes")
 VX_UNAVAILABLE(SetGlowAmount, "3D scenes")
 VX_UNAVAILABLE(SetGamma, "3D scenes")
-VX_UNAVAILABLE(LoadMusic, "music")
-VX_UNAVAILABLE(PlayMusic, "music")
-VX_UNAVAILABLE(SetVolume, "music")
-VX_UNAVAILABLE(StopMusic, "music")
-VX_UNAVAILABLE(FreeMusic, "music")
-VX_UNAVAILABLE(LoadFlash, "movies")
-VX_UNAVAILABLE(PlayFlash, "movies")
-VX_UNAVAILABLE(StopFlash, "movies")
-VX_UNAVAILABLE(FreeFlash, "movies")
 
-// Nothing can fill these slots in this build.
+// Nothing can fill the scene slots in this build.
 void Scripter::freeSceneSlot(const std::string&) {}
-void Scripter::freeMusicSlot(const std::string&) {}
-void Scripter::freeFlashSlot(const std::string&) {}
 void Scripter::drawScene(float) {}
-void Scripter::initMusic() {}
-void Scripter::closeMusic() {}
 void Scripter::createRenderTargets() {}
 void Scripter::releaseRenderTargets() {}

@@ -2,6 +2,7 @@
 
 #include "archive/CFLArchive.h"
 #include "platform/gfx/gl/GlDirect3D.h"
+#include "platform/movie/AxHost.h"
 #include "platform/os/MessageBox.h"
 #include "platform/os/Process.h"
 #include "platform/os/System.h"
@@ -157,6 +158,7 @@ int RunPlayer() {
   g_archive = new CFLArchive;
   char path[1024];
   if (GetModuleFileNameA(nullptr, path, sizeof path)) OpenShowArchive(*g_archive, path);
+  AtlAxWinInit();  // the movie host's window class, before any movie loads
 
   AskFullscreen();
   CreateMainWindow();

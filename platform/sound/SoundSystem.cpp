@@ -11,7 +11,6 @@
 #include <SDL.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
@@ -115,7 +114,9 @@ void audioCallback(void*, Uint8* stream, int len) {
 // Keeps the buffers of playing streams full, so that the audio thread
 // decodes only when a stream has just been started or moved.
 void streamerMain() {
-  const auto interval = std::chrono::milliseconds(std::clamp(g.streamBufferMs / 8, 10, 100));
+  // Well under the shortest stream buffer (50 ms), so a buffer never runs dry
+  // between two rounds.
+  constexpr auto interval = std::chrono::milliseconds(20);
   std::unique_lock<std::mutex> wait(g.streamerLock);
   while (!g.streamerStop) {
     wait.unlock();
@@ -153,7 +154,7 @@ Channel* channelOf(int handle) {
 }
 
 // Runs apply on the channel a handle names, or on every busy one for
-// FSOUND_ALL; mixLock held.
+// FSOUND_ALL, under the mixer lock.
 template <typename Apply>
 signed char forChannels(int handle, Apply apply) {
   std::lock_guard<std::mutex> hold(g.mixLock);

@@ -1,6 +1,9 @@
 #include "ScriptTestUtil.h"
 
+#include "platform/movie/AxHost.h"
 #include "platform/os/Clock.h"
+#include "platform/sound/FSound.h"
+#include "platform/sound/SoundOffline.h"
 #include "platform/os/MessageBox.h"
 #include "script/DemoClock.h"
 
@@ -21,7 +24,10 @@ void ScriptTest::SetUp() {
   SetMessageBoxHook([](const char*, const char*, UINT) { return IDOK; });
   setClockMs(0);
   StartDemoClock();
+  soundForceOutput(FSOUND_OUTPUT_OFFLINE);  // music mixes into memory, no device
+  AtlAxWinInit();
   device = RecordingDevice::createOffscreen();
+    device->BeginScene();  // draws are only valid inside a scene
   scripter = std::make_unique<Scripter>(device, 800, 600);
 }
 

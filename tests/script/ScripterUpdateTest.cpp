@@ -1,5 +1,7 @@
 #include "ScriptTestUtil.h"
 #include "layers/ImageBlitter.h"
+#include "platform/os/Clock.h"
+#include "script/DemoClock.h"
 #include "script/TimeCommands.h"
 
 #include <gtest/gtest.h>
@@ -145,4 +147,41 @@ TEST_F(ScripterUpdateTest, ReplacingAnImageRemovesItsLayers) {
   ASSERT_EQ(scripter->layers.size(), 1u);
   EXPECT_EQ(scripter->layers.begin()->first, 4);
   EXPECT_EQ(scripter->images.size(), 1u);
+}
+
+TEST_F(ScripterUpdateTest, CrossFadeTargetsAreCreatedAndReleasedWithTheScripter) {
+  EXPECT_TRUE(device->log().containsSequence(
+      {"CreateTexture(512, 512, 1, D3DUSAGE_RENDERTARGET, D3DFMT_A8R8G8B8, D3DPOOL_DEFAULT)",
+       "CreateDepthStencilSurface(512, 512, D3DFMT_D24S8, D3DMULTISAMPLE_NONE, 0, 1)"}))
+      << device->log().dump();
+  ASSERT_NE(scripter->xfadeTexture, nullptr);
+  const int live = device->liveResourceCount();
+  writeScript("demo.vxc", "createcolor 1 2 3 c\nsetlayer c 0\n");
+  load();
+  clockTo(1);
+  scripter->Update(0);
+  scripter.reset();
+  EXPECT_EQ(device->liveResourceCount(), live - 2) << "the two targets and nothing else stay behind";
+}
+
+TEST(DemoClock, CountsMillisecondsFromTheStartAndWraps) {
+  LARGE_INTEGER frequency;
+  QueryPerformanceFrequency(&frequency);
+  const std::int64_t f = frequency.QuadPart;
+  SetPerformanceCounterOverride(f * 5);  // 5 s after boot
+  StartDemoClock();
+  EXPECT_EQ(g_startTimeMs, 5000u);
+  SetPerformanceCounterOverride(f * 5 + f / 1000 * 1234 + f / 2000);  // 1234.5 ms later
+  EXPECT_EQ(GetDemoTime(), 1234.0f) << "whole milliseconds, truncated";
+  EXPECT_EQ(g_currentTimeMs, 1234u);
+  // Milliseconds are cut to 32 bits: a start just below 2^32 wraps, and the
+  // difference stays small and positive.
+  SetPerformanceCounterOverride((std::int64_t(0xFFFFFFFFu) - 10) * (f / 1000));
+  StartDemoClock();
+  SetPerformanceCounterOverride((std::int64_t(0xFFFFFFFFu) + 20) * (f / 1000));
+  EXPECT_EQ(GetDemoTime(), 30.0f);
+  // Going backwards reads as a huge unsigned value, never a negative time.
+  SetPerformanceCounterOverride((std::int64_t(0xFFFFFFFFu) - 11) * (f / 1000));
+  EXPECT_EQ(GetDemoTime(), 4294967295.0f);
+  ClearPerformanceCounterOverride();
 }

@@ -12,9 +12,11 @@
 // draw turns the changed parts into OpenGL state, picks (or generates) the
 // program for the current fixed-function state or shader pair, and uploads
 // the uniform groups whose version differs from what that program last saw.
-// Files: GlDevice.cpp (creation, state calls), GlDeviceDraw.cpp (draws,
-// programs, uniforms), GlDeviceTargets.cpp (render targets, Clear, Present,
-// read-back), GlResources.cpp (objects), FfpGenerator.cpp (GLSL).
+// Files: GlDevice.cpp (creation, state calls), GlDeviceResources.cpp
+// (Create*), GlDeviceDraw.cpp (pipeline states, vertex layouts, draws),
+// GlDevicePrograms.cpp (fixed-function key, program cache, uniforms),
+// GlDeviceTargets.cpp (render targets, Clear, Present, read-back),
+// GlResources.cpp (the objects), FfpGenerator.cpp (generated GLSL).
 #include "platform/gfx/Device.h"
 #include "platform/gfx/gl/FfpKey.h"
 #include "platform/gfx/gl/GlResources.h"
@@ -150,6 +152,8 @@ class GlDevice final : public Device {
   // Programs compiled and linked so far (generated and the system's own).
   std::uint64_t compiledProgramCount() const { return m_compiledPrograms; }
   int backBufferSamples() const { return m_backBuffer ? m_backBuffer->samples() : 0; }
+  // Makes the device's context current if it is not (several devices may
+  // live side by side, each with its own context).
   void makeCurrent();
   void addResource(GlResource* resource) { m_resources.insert(resource); }
   void removeResource(GlResource* resource) { m_resources.erase(resource); }
@@ -212,9 +216,11 @@ class GlDevice final : public Device {
     }
   };
 
-  // GlDeviceDraw.cpp
+  // GlDeviceDraw.cpp and GlDevicePrograms.cpp
   HRESULT prepareDraw(D3DPRIMITIVETYPE type);
   void endUserPointerDraw();
+  bool streamsCover(std::int64_t first, std::int64_t count);
+  bool strideCovers(UINT stride);
   void buildFfpKey(FfpKey* key) const;
   Program* findProgram();
   Program* linkProgram(const ProgramKey& key);

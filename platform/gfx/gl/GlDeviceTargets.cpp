@@ -7,6 +7,8 @@
 // Present flips into it.
 #include "platform/gfx/gl/GlDevice.h"
 
+#include "platform/gfx/gl/GlProgram.h"
+
 #include "platform/os/Window.h"
 
 #include <algorithm>
@@ -267,8 +269,7 @@ GLuint GlDevice::resolvedFramebuffer(GlSurface* surface) {
 }
 
 bool GlDevice::readFramebufferARGB(GlSurface* surface, std::vector<D3DCOLOR>& argb) {
-  while (glGetError() != GL_NO_ERROR) {
-  }
+  clearGlErrors();
   const GLsizei width = GLsizei(surface->width()), height = GLsizei(surface->height());
   glBindFramebuffer(GL_FRAMEBUFFER, resolvedFramebuffer(surface));
   argb.resize(size_t(width) * size_t(height));

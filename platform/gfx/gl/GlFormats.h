@@ -27,6 +27,14 @@ struct GlFormat {
   bool stencil = false;
 };
 
+// A D3DCOLOR (ARGB) as floats r, g, b, a in 0..1.
+inline void d3dColorToFloats(D3DCOLOR c, float* out) {
+  out[0] = float((c >> 16) & 0xFF) / 255.0f;
+  out[1] = float((c >> 8) & 0xFF) / 255.0f;
+  out[2] = float(c & 0xFF) / 255.0f;
+  out[3] = float(c >> 24) / 255.0f;
+}
+
 // False for formats the device does not support.
 bool glFormatFor(D3DFORMAT format, GlFormat* out);
 

@@ -2,8 +2,12 @@
 
 #include "platform/gfx/D3D9Constants.h"
 
-#include <regex>
 #include <string>
+
+void clearGlErrors() {
+  for (int i = 0; i < 32 && glGetError() != GL_NO_ERROR; ++i) {
+  }
+}
 
 GLuint compileGlShader(GLenum stage, const std::string& source, std::string* log) {
   GLuint shader = glCreateShader(stage);
@@ -68,17 +72,91 @@ GLuint linkGlProgram(const std::string& vertexSource, const std::string& fragmen
   return program;
 }
 
+// --- GLSL source scanning -----------------------------------------------------
+// A small tokenizer instead of <regex>: identifiers and single punctuation
+// characters, comments and preprocessor lines skipped, each with its offset.
+
+std::vector<GlslToken> tokenizeGlsl(const std::string& source) {
+  std::vector<GlslToken> tokens;
+  const size_t n = source.size();
+  auto isStart = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; };
+  auto isPart = [&](char c) { return isStart(c) || (c >= '0' && c <= '9'); };
+  size_t i = 0;
+  bool lineStart = true;
+  while (i < n) {
+    const char c = source[i];
+    if (c == '\n') {
+      lineStart = true;
+      ++i;
+    } else if (c == ' ' || c == '\t' || c == '\r') {
+      ++i;
+    } else if (c == '/' && i + 1 < n && source[i + 1] == '/') {
+      while (i < n && source[i] != '\n') ++i;
+    } else if (c == '/' && i + 1 < n && source[i + 1] == '*') {
+      const size_t end = source.find("*/", i + 2);
+      i = end == std::string::npos ? n : end + 2;
+    } else if (c == '#' && lineStart) {
+      while (i < n && source[i] != '\n') ++i;
+    } else if (isStart(c)) {
+      const size_t begin = i;
+      while (i < n && isPart(source[i])) ++i;
+      tokens.push_back({source.substr(begin, i - begin), begin});
+      lineStart = false;
+    } else if (c >= '0' && c <= '9') {  // a number, with its fraction, exponent and suffix
+      const size_t begin = i;
+      while (i < n && (isPart(source[i]) || source[i] == '.')) ++i;
+      tokens.push_back({source.substr(begin, i - begin), begin});
+      lineStart = false;
+    } else {
+      tokens.push_back({std::string(1, c), i});
+      ++i;
+      lineStart = false;
+    }
+  }
+  return tokens;
+}
+
+std::vector<ShaderVarying> declaredVaryings(const std::string& source, const char* direction) {
+  static const char* const kTypes[] = {"float", "vec2", "vec3", "vec4"};
+  const std::vector<GlslToken> t = tokenizeGlsl(source);
+  std::vector<ShaderVarying> found;
+  int depth = 0;  // braces: only global declarations count
+  for (size_t i = 0; i < t.size(); ++i) {
+    if (t[i].text == "{") ++depth;
+    if (t[i].text == "}") --depth;
+    if (depth != 0 || t[i].text != direction || i + 3 >= t.size() || t[i + 3].text != ";") continue;
+    for (const char* type : kTypes)
+      if (t[i + 1].text == type) found.push_back({type, t[i + 2].text});
+  }
+  return found;
+}
+
+bool mentionsIdentifier(const std::string& source, const std::string& name) {
+  for (const GlslToken& token : tokenizeGlsl(source))
+    if (token.text == name) return true;
+  return false;
+}
+
 namespace {
-const std::regex& mainPattern() {
-  static const std::regex pattern(R"(\bvoid\s+main\s*\(\s*(void)?\s*\))");
-  return pattern;
+
+// The source with its entry point `void main(` renamed to vx_userMain.
+std::string renameMain(const std::string& source) {
+  const std::vector<GlslToken> t = tokenizeGlsl(source);
+  for (size_t i = 1; i + 1 < t.size(); ++i) {
+    if (t[i].text == "main" && t[i - 1].text == "void" && t[i + 1].text == "(") {
+      std::string out = source;
+      out.replace(t[i].offset, 4, "vx_userMain");
+      return out;
+    }
+  }
+  return source;
 }
 
 }  // namespace
 
 // The system's vertex stage with the pixel-centre shift appended.
 std::string wrapVertexStage(const std::string& source) {
-  std::string out = std::regex_replace(source, mainPattern(), "void vx_userMain()");
+  std::string out = renameMain(source);
   out +=
       "\nuniform vec4 vx_viewport;\n"
       "void main() {\n"
@@ -90,14 +168,18 @@ std::string wrapVertexStage(const std::string& source) {
 
 // The system's pixel stage with saturation, alpha test and fog appended.
 std::string wrapPixelStage(const std::string& source, unsigned char alphaFunc, bool fog, bool fogInput) {
-  static const std::regex outputPattern(R"(\bout\s+vec4\s+(\w+)\s*;)");
-  std::smatch match;
-  if (!std::regex_search(source, match, outputPattern)) return source;
-  const std::string output = match[1].str();
-  std::string out = std::regex_replace(source, mainPattern(), "void vx_userMain()");
-  static const std::regex fogDeclared(R"(\bin\s+float\s+FOG\s*;)");
+  std::string output;
+  for (const ShaderVarying& v : declaredVaryings(source, "out"))
+    if (v.type == "vec4") {
+      output = v.name;
+      break;
+    }
+  if (output.empty()) return source;
+  std::string out = renameMain(source);
+  bool fogDeclared = false;
+  for (const ShaderVarying& v : declaredVaryings(source, "in")) fogDeclared |= v.name == "FOG";
   const bool applyFog = fog && fogInput;
-  if (applyFog && !std::regex_search(source, fogDeclared)) out += "\nin float FOG;\n";
+  if (applyFog && !fogDeclared) out += "\nin float FOG;\n";
   out += "\nuniform vec4 vx_fogColor;\nuniform float vx_alphaRef;\nvoid main() {\n  vx_userMain();\n";
   out += "  " + output + " = clamp(" + output + ", 0.0, 1.0);\n";
   static const char* ops[] = {nullptr, nullptr, "<", "==", "<=", ">", "!=", ">="};
@@ -110,4 +192,3 @@ std::string wrapPixelStage(const std::string& source, unsigned char alphaFunc, b
   out += "}\n";
   return out;
 }
-

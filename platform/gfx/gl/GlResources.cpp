@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <regex>
 
 namespace {
 // Uploads go through this unit and this buffer target, so they never disturb
@@ -69,8 +68,7 @@ GlTextureStorage::GlTextureStorage(GlDevice* device, bool cube, UINT width, UINT
   const UINT faces = cube ? 6 : 1;
   m_locks.resize(faces * m_levels);
   m_surfaces.resize(faces * m_levels);
-  while (glGetError() != GL_NO_ERROR) {
-  }
+  clearGlErrors();
   glGenTextures(1, &m_texture);
   glActiveTexture(kUploadUnit);
   glBindTexture(target(), m_texture);
@@ -105,6 +103,7 @@ GlTextureStorage::~GlTextureStorage() { releaseGl(); }
 
 void GlTextureStorage::releaseGl() {
   if (m_texture && m_device) {
+    m_device->makeCurrent();
     m_device->forgetTexture(m_texture);
     glDeleteTextures(1, &m_texture);
   }
@@ -142,6 +141,7 @@ void GlTextureStorage::readLevel(UINT face, UINT level, std::vector<std::uint8_t
 
 HRESULT GlTextureStorage::lock(UINT face, UINT level, D3DLOCKED_RECT* locked, const RECT* rect, DWORD flags) {
   if (!locked || level >= m_levels || face >= (m_cube ? 6u : 1u) || !m_texture) return D3DERR_INVALIDCALL;
+  m_device->makeCurrent();
   if (m_usage & D3DUSAGE_RENDERTARGET) return D3DERR_INVALIDCALL;  // not lockable, as in Direct3D
   LevelLock& state = m_locks[face * m_levels + level];
   if (state.locked) return D3DERR_INVALIDCALL;
@@ -178,6 +178,7 @@ HRESULT GlTextureStorage::unlock(UINT face, UINT level) {
   if (!state.locked) return D3DERR_INVALIDCALL;
   state.locked = false;
   if ((state.flags & D3DLOCK_READONLY) || !m_texture) return D3D_OK;
+  m_device->makeCurrent();
   glActiveTexture(kUploadUnit);
   glBindTexture(target(), m_texture);
   glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
@@ -209,6 +210,7 @@ GlSurface* GlTextureStorage::surface(UINT face, UINT level, IUnknown* owner) {
 HRESULT GlTextureStorage::readARGB(UINT face, UINT level, std::vector<D3DCOLOR>& argb) {
   if (level >= m_levels || face >= (m_cube ? 6u : 1u) || !m_texture || m_glFormat.compressed)
     return D3DERR_INVALIDCALL;
+  m_device->makeCurrent();
   const UINT width = levelWidth(level), height = levelHeight(level);
   std::vector<std::uint8_t> memory(formatPitch(m_glFormat, int(width)) * height);
   readLevel(face, level, memory);
@@ -280,8 +282,7 @@ GlSurface::GlSurface(GlDevice* device, Kind kind, UINT width, UINT height, D3DFO
       m_glFormat(glFormat),
       m_pool(pool),
       m_samples(samples < 1 ? 1 : samples) {
-  while (glGetError() != GL_NO_ERROR) {
-  }
+  clearGlErrors();
   if (kind == Kind::Plain) {
     m_memory.assign(formatPitch(glFormat, int(width)) * size_t(formatRows(glFormat, int(height))), 0);
     return;
@@ -318,7 +319,10 @@ bool GlSurface::valid() const {
 }
 
 void GlSurface::releaseGl() {
-  if (m_device) m_device->forgetSurface(this);
+  if (m_device) {
+    m_device->makeCurrent();
+    m_device->forgetSurface(this);
+  }
   if (m_texture) glDeleteTextures(1, &m_texture);
   if (m_renderbuffer) glDeleteRenderbuffers(1, &m_renderbuffer);
   m_texture = 0;
@@ -378,8 +382,7 @@ HRESULT GlSurface::UnlockRect() {
 GlBufferStorage::GlBufferStorage(GLenum target, UINT size, DWORD usage)
     : m_target(target), m_usage(usage), m_memory(size, 0) {
   (void)m_target;
-  while (glGetError() != GL_NO_ERROR) {
-  }
+  clearGlErrors();
   glGenBuffers(1, &m_buffer);
   glBindBuffer(kUploadTarget, m_buffer);
   glBufferData(kUploadTarget, GLsizeiptr(size), m_memory.data(),
@@ -436,11 +439,18 @@ HRESULT GlBufferStorage::unlock() {
 GlVertexBuffer::GlVertexBuffer(GlDevice* device, UINT length, DWORD usage, DWORD fvf, D3DPOOL pool)
     : GlResource(device), m_storage(GL_ARRAY_BUFFER, length, usage), m_usage(usage), m_fvf(fvf), m_pool(pool) {}
 
+GlVertexBuffer::~GlVertexBuffer() {
+  if (m_device) m_device->makeCurrent();
+}
+
 HRESULT GlVertexBuffer::Lock(UINT offset, UINT size, void** data, DWORD flags) {
   return m_storage.lock(offset, size, data, flags);
 }
 
-HRESULT GlVertexBuffer::Unlock() { return m_storage.unlock(); }
+HRESULT GlVertexBuffer::Unlock() {
+  if (m_device) m_device->makeCurrent();
+  return m_storage.unlock();
+}
 
 HRESULT GlVertexBuffer::GetDesc(D3DVERTEXBUFFER_DESC* desc) {
   if (!desc) return D3DERR_INVALIDCALL;
@@ -460,11 +470,18 @@ GlIndexBuffer::GlIndexBuffer(GlDevice* device, UINT length, DWORD usage, D3DFORM
       m_format(format),
       m_pool(pool) {}
 
+GlIndexBuffer::~GlIndexBuffer() {
+  if (m_device) m_device->makeCurrent();
+}
+
 HRESULT GlIndexBuffer::Lock(UINT offset, UINT size, void** data, DWORD flags) {
   return m_storage.lock(offset, size, data, flags);
 }
 
-HRESULT GlIndexBuffer::Unlock() { return m_storage.unlock(); }
+HRESULT GlIndexBuffer::Unlock() {
+  if (m_device) m_device->makeCurrent();
+  return m_storage.unlock();
+}
 
 HRESULT GlIndexBuffer::GetDesc(D3DINDEXBUFFER_DESC* desc) {
   if (!desc) return D3DERR_INVALIDCALL;
@@ -593,17 +610,16 @@ HRESULT GlVertexDeclaration::GetDeclaration(D3DVERTEXELEMENT9* elements, UINT* c
 GlShaderStage::GlShaderStage(GlDevice* device, GLenum stage, GLuint shader, std::string source, std::uint32_t id)
     : GlResource(device), m_stage(stage), m_shader(shader), m_source(std::move(source)), m_id(id) {
   if (stage != GL_VERTEX_SHADER) return;
-  // Outputs at global scope: `out vec4 TEXCOORD0;`, possibly with a
-  // layout or interpolation qualifier in front.
-  static const std::regex output(R"((?:^|[;\n}])\s*(?:layout\s*\([^)]*\)\s*)?(?:(?:smooth|flat|noperspective|centroid)\s+)*out\s+(float|vec2|vec3|vec4)\s+(\w+)\s*;)");
-  for (auto it = std::sregex_iterator(m_source.begin(), m_source.end(), output); it != std::sregex_iterator(); ++it)
-    m_outputs.push_back({(*it)[1].str(), (*it)[2].str()});
+  m_outputs = declaredVaryings(m_source, "out");
 }
 
 GlShaderStage::~GlShaderStage() { releaseGl(); }
 
 void GlShaderStage::releaseGl() {
-  if (m_device) m_device->forgetShader(m_id);
+  if (m_device) {
+    m_device->makeCurrent();
+    m_device->forgetShader(m_id);
+  }
   if (m_shader) glDeleteShader(m_shader);
   m_shader = 0;
 }

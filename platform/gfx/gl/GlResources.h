@@ -240,6 +240,7 @@ class GlBufferStorage {
 class GlVertexBuffer final : public GlRefCounted<IDirect3DVertexBuffer9>, public GlResource {
  public:
   GlVertexBuffer(GlDevice* device, UINT length, DWORD usage, DWORD fvf, D3DPOOL pool);
+  ~GlVertexBuffer() override;
   void releaseGl() override { m_storage.releaseGl(); }
   GlBufferStorage& storage() { return m_storage; }
   D3DRESOURCETYPE GetType() override { return D3DRTYPE_VERTEXBUFFER; }
@@ -256,6 +257,7 @@ class GlVertexBuffer final : public GlRefCounted<IDirect3DVertexBuffer9>, public
 class GlIndexBuffer final : public GlRefCounted<IDirect3DIndexBuffer9>, public GlResource {
  public:
   GlIndexBuffer(GlDevice* device, UINT length, DWORD usage, D3DFORMAT format, D3DPOOL pool);
+  ~GlIndexBuffer() override;
   void releaseGl() override { m_storage.releaseGl(); }
   GlBufferStorage& storage() { return m_storage; }
   D3DFORMAT format() const { return m_format; }

@@ -343,8 +343,22 @@ TEST_F(SoundLayerTest, DeviceOutputPlaysOnTheAudioThread) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   EXPECT_GT(FSOUND_Stream_GetTime(stream), 1000);
   EXPECT_TRUE(FSOUND_IsPlaying(channel));
+
+  // Every channel and stream call while the audio thread mixes.
+  EXPECT_TRUE(FSOUND_Stream_SetTime(stream, 0));
+  EXPECT_LT(FSOUND_Stream_GetTime(stream), 1000);
+  EXPECT_TRUE(FSOUND_SetVolume(channel, 100));
+  EXPECT_TRUE(FSOUND_SetPaused(channel, TRUE));
+  EXPECT_TRUE(FSOUND_StopSound(channel));
+  const int again = FSOUND_Stream_PlayEx(FSOUND_FREE, stream, nullptr, FALSE);
+  FSOUND_STREAM* other = FSOUND_Stream_Open(s_stereoPath.c_str(), FSOUND_NORMAL, 0, 0);
+  const int second = FSOUND_Stream_PlayEx(FSOUND_FREE, other, nullptr, FALSE);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_TRUE(FSOUND_Stream_Close(stream));
+  EXPECT_FALSE(FSOUND_IsPlaying(again));
+  EXPECT_TRUE(FSOUND_IsPlaying(second));
   FSOUND_Close();
-  EXPECT_FALSE(FSOUND_IsPlaying(channel));
+  EXPECT_FALSE(FSOUND_IsPlaying(second));
 }
 
 TEST_F(SoundLayerTest, MissingDeviceFailsInitialisation) {

@@ -229,6 +229,11 @@ TEST_F(GlResources, IndexedDrawsFromBuffersWithBaseVertex) {
   EXPECT_EQ(rgb(3, 3), 0xFF0000u);
   EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 0, 0, 4, 3, 2), D3DERR_INVALIDCALL)
       << "indices past the end of the buffer";
+  EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 5, 0, 4, 0, 2), D3DERR_INVALIDCALL)
+      << "base vertex makes the indices read past the vertices";
+  EXPECT_EQ(m_device->DrawPrimitive(D3DPT_TRIANGLELIST, 6, 1), D3DERR_INVALIDCALL) << "vertices 6..8 of 8";
+  EXPECT_EQ(m_device->DrawPrimitive(D3DPT_TRIANGLELIST, 5, 1), D3D_OK);
+  EXPECT_EQ(m_device->DrawPrimitive(D3DPRIMITIVETYPE(9), 0, 1), D3DERR_INVALIDCALL);
   // Rewriting part of the buffer reaches the next draw.
   ASSERT_EQ(vb->Lock(4 * sizeof(ScreenVertex), 4 * sizeof(ScreenVertex), &data, 0), D3D_OK);
   for (int i = 0; i < 4; ++i) static_cast<ScreenVertex*>(data)[i].diffuse = 0xFF0000FF;
@@ -246,6 +251,23 @@ TEST_F(GlResources, IndexedDrawsFromBuffersWithBaseVertex) {
   m_device->GetIndices(&current);
   EXPECT_EQ(current, nullptr);
   EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 0, 0, 4, 0, 2), D3DERR_INVALIDCALL);
+
+  // Memory draws that would read past what they were given.
+  EXPECT_EQ(m_device->DrawIndexedPrimitiveUP(D3DPT_TRIANGLELIST, 0, 3, 2, indices, D3DFMT_INDEX16, vertices,
+                                             sizeof(ScreenVertex)),
+            D3DERR_INVALIDCALL)
+      << "index 3 with 3 vertices";
+  EXPECT_EQ(m_device->DrawIndexedPrimitiveUP(D3DPT_TRIANGLELIST, 0, 4, 2, indices, D3DFMT_INDEX16, vertices,
+                                             sizeof(ScreenVertex)),
+            D3D_OK);
+  EXPECT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLELIST, 1, vertices, 8), D3DERR_INVALIDCALL) << "stride too small";
+  m_device->EndScene();
+  EXPECT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLELIST, 1, vertices, sizeof(ScreenVertex)), D3DERR_INVALIDCALL)
+      << "outside a scene";
+  m_device->BeginScene();
+  m_device->SetFVF(0);
+  EXPECT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLELIST, 1, vertices, sizeof(ScreenVertex)), D3DERR_INVALIDCALL)
+      << "no vertex layout";
   vb->Release();
   ib->Release();
 }

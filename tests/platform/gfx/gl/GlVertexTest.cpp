@@ -207,6 +207,21 @@ TEST_F(GlVertex, TextureTransformAndCameraSpaceNormals) {
   m_device->SetTextureStageState(0, D3DTSS_TEXTURETRANSFORMFLAGS, D3DTTFF_COUNT2);
   m_device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, quad, sizeof(V));
   EXPECT_EQ(centre(), 0xFF00FF00u);
+  m_device->SetTextureStageState(0, D3DTSS_TEXTURETRANSFORMFLAGS, D3DTTFF_DISABLE);
+
+  // TEXCOORDINDEX picks the set: the second set points at the right texel.
+  struct V2 {
+    float x, y, z, u0, v0, u1, v1;
+  };
+  const V2 twoSets[4] = {{-1, 1, 0.5f, 0.25f, 0.5f, 0.75f, 0.5f}, {1, 1, 0.5f, 0.25f, 0.5f, 0.75f, 0.5f},
+                         {-1, -1, 0.5f, 0.25f, 0.5f, 0.75f, 0.5f}, {1, -1, 0.5f, 0.25f, 0.5f, 0.75f, 0.5f}};
+  m_device->SetFVF(D3DFVF_XYZ | D3DFVF_TEX2);
+  m_device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, twoSets, sizeof(V2));
+  EXPECT_EQ(centre(), 0xFFFF0000u);
+  m_device->SetTextureStageState(0, D3DTSS_TEXCOORDINDEX, 1);
+  m_device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, twoSets, sizeof(V2));
+  EXPECT_EQ(centre(), 0xFF00FF00u);
+  m_device->SetTextureStageState(0, D3DTSS_TEXTURETRANSFORMFLAGS, D3DTTFF_COUNT2);
 
   // CAMERASPACENORMAL: (N_eye, 1) x M with u = 0.25 nx + 0.5 (the fourth row
   // translates a generated coordinate).
