@@ -1,8 +1,17 @@
 #!/usr/bin/env bash
-# Packs every file of examples/show/ into the archive given (replacing it).
+# Builds the example show's folder (the generated pictures, sequence, tune and
+# movie, plus the scripts of examples/show/) in build/example-show/ and packs
+# all of it into the archive given (replacing it).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out="$1"
 case "$out" in /*) ;; *) out="$PWD/$out" ;; esac
-mapfile -t names < <(cd examples/show && find . -type f ! -name '.*' -printf '%P\n' | LC_ALL=C sort)
-build/tools/vxtool pack "$out" --force -C examples/show "${names[@]}"
+show=build/example-show
+rm -rf "$show"
+mkdir -p "$show"
+if [ -x build/tools/showgen/vx_showgen ]; then
+  build/tools/showgen/vx_showgen "$show"
+fi
+cp -R examples/show/. "$show/"
+mapfile -t names < <(cd "$show" && find . -type f ! -name '.*' -printf '%P\n' | LC_ALL=C sort)
+build/tools/vxtool pack "$out" --force -C "$show" "${names[@]}"

@@ -4,6 +4,7 @@
 #include "archive/ResourceFilter.h"
 #include "tools/ArchiveWriter.h"
 #include "tools/FilterSpec.h"
+#include "tools/CommandLine.h"
 #include "tools/ToolIO.h"
 
 #include <cstdio>
@@ -34,62 +35,6 @@ const char* kAppendHelp =
     "usage: vxtool append PROGRAM ARCHIVE OUT [--force]\n"
     "Writes PROGRAM followed by the stand-alone ARCHIVE and the 8-byte trailer\n"
     "to OUT (made executable), so OUT carries its show inside.\n";
-
-bool wantsHelp(const Args& args) {
-  for (const auto& a : args)
-    if (a == "--help" || a == "-h") return true;
-  return false;
-}
-
-int help(const char* text) {
-  std::fputs(text, stdout);
-  return 0;
-}
-
-// Splits options from positional arguments. Options taking a value are named
-// in withValue; "--" ends the options.
-struct Parsed {
-  Args positional;
-  std::vector<std::pair<std::string, std::string>> options;
-  std::string error;
-
-  const std::string* get(const std::string& name) const {
-    const std::string* found = nullptr;
-    for (const auto& [key, value] : options)
-      if (key == name) found = &value;
-    return found;
-  }
-  bool has(const std::string& name) const {
-    for (const auto& option : options)
-      if (option.first == name) return true;
-    return false;
-  }
-};
-
-Parsed parseArgs(const Args& args, const std::set<std::string>& withValue, const std::set<std::string>& flags) {
-  Parsed parsed;
-  bool optionsDone = false;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& a = args[i];
-    if (!optionsDone && a == "--") {
-      optionsDone = true;
-    } else if (!optionsDone && withValue.count(a)) {
-      if (i + 1 >= args.size()) {
-        parsed.error = "option " + a + " needs a value";
-        return parsed;
-      }
-      parsed.options.emplace_back(a, args[++i]);
-    } else if (!optionsDone && flags.count(a)) {
-      parsed.options.emplace_back(a, "");
-    } else if (!optionsDone && a.size() > 1 && a[0] == '-') {
-      parsed.error = "unknown option " + a;
-      return parsed;
-    } else {
-      parsed.positional.push_back(a);
-    }
-  }
-  return parsed;
-}
 
 // A name that stays below the extraction directory: relative, no ".."
 // component, not a directory name.

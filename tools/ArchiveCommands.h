@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
-using Args = std::vector<std::string>;
+#include "tools/CommandLine.h"
 
 int packCommand(const Args& args);
 int listCommand(const Args& args);
 int extractCommand(const Args& args);
 int appendCommand(const Args& args);
+int renderCommand(const Args& args);

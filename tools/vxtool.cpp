@@ -17,6 +17,7 @@ const Command kCommands[] = {
     {"list", listCommand, "list the entries of archives"},
     {"extract", extractCommand, "write entries of an archive to files"},
     {"append", appendCommand, "append an archive to a program"},
+    {"render", renderCommand, "play a show off screen into PNG frames, a WAV and an MP4"},
 };
 
 int usage(std::FILE* out) {

@@ -1,5 +1,6 @@
 // vxtool's archive commands, run as the user runs them.
 #include "ArchiveTestUtil.h"
+#include "ToolRun.h"
 #include "archive/CFLArchive.h"
 #include "tools/FilterSpec.h"
 
@@ -13,36 +14,6 @@
 #include <sstream>
 
 namespace {
-
-struct ToolRun {
-  int code;
-  std::string out;
-  std::string err;
-};
-
-ToolRun vxtool(const TempDir& dir, const std::string& args) {
-  const std::string errFile = dir.file(".stderr");
-  const std::string command = "cd '" + dir.path() + "' && '" VXTOOL_PATH "' " + args + " 2>'" + errFile + "'";
-  ToolRun run{};
-  std::FILE* pipe = ::popen(command.c_str(), "r");
-  std::array<char, 4096> buffer;
-  std::size_t got;
-  while ((got = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) run.out.append(buffer.data(), got);
-  const int status = ::pclose(pipe);
-  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::ifstream err(errFile);
-  std::stringstream text;
-  text << err.rdbuf();
-  run.err = text.str();
-  return run;
-}
-
-std::string readText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 class VxtoolTest : public ::testing::Test {
  protected:

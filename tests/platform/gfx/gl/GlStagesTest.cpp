@@ -53,6 +53,29 @@ TEST_F(GlStages, ReferenceColoursOfTheStageOperations) {
   }
 }
 
+// Every operation with every argument selector builds a program and draws.
+TEST_F(GlStages, EveryOperationAndArgumentBuilds) {
+  IDirect3DTexture9* t = texture(1, 1, {0x80808080});
+  m_device->SetTexture(0, t);
+  m_device->SetTexture(1, t);
+  const DWORD selectors[] = {D3DTA_DIFFUSE, D3DTA_CURRENT, D3DTA_TEXTURE, D3DTA_TFACTOR, D3DTA_SPECULAR,
+                             D3DTA_TEMP, D3DTA_CONSTANT, D3DTA_TEXTURE | D3DTA_COMPLEMENT | D3DTA_ALPHAREPLICATE};
+  for (DWORD op = D3DTOP_SELECTARG1; op <= D3DTOP_LERP; ++op) {
+    const DWORD arg = selectors[op % 8];
+    m_device->SetTextureStageState(1, D3DTSS_COLOROP, op);
+    m_device->SetTextureStageState(1, D3DTSS_ALPHAOP, op);
+    m_device->SetTextureStageState(1, D3DTSS_COLORARG0, arg);
+    m_device->SetTextureStageState(1, D3DTSS_COLORARG1, selectors[(op + 1) % 8]);
+    m_device->SetTextureStageState(1, D3DTSS_ALPHAARG2, arg);
+    m_device->SetTextureStageState(1, D3DTSS_RESULTARG, op % 2 ? D3DTA_TEMP : D3DTA_CURRENT);
+    EXPECT_NO_FATAL_FAILURE(fullQuad(0xFF406080)) << "op " << op;
+  }
+  m_device->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
+  m_device->SetTexture(0, nullptr);
+  m_device->SetTexture(1, nullptr);
+  t->Release();
+}
+
 TEST_F(GlStages, ArgumentsModifiersAndChains) {
   IDirect3DTexture9* t = texture(1, 1, {0x80204060});
   m_device->SetTexture(0, t);
