@@ -24,13 +24,6 @@ std::uint32_t bytesPerPixel(D3DFORMAT format) {
   }
 }
 
-// 1.0 or more gives 255, 0 or less gives 0, else the whole part of c * 255 + 0.5.
-std::uint32_t colorByte(float c) {
-  if (c >= 1.0f) return 255;
-  if (c <= 0.0f) return 0;
-  return std::uint32_t(c * 255.0f + 0.5f);
-}
-
 bool endsWithSeq(const char* name) {
   const std::size_t length = std::strlen(name);
   if (length < 3) return false;
@@ -47,6 +40,12 @@ std::string trimmed(const std::string& s, const char* blanks) {
 }
 
 }  // namespace
+
+std::uint32_t ColorChannelByte(float c) {
+  if (c >= 1.0f) return 255;
+  if (c <= 0.0f) return 0;
+  return std::uint32_t(c * 255.0f + 0.5f);
+}
 
 std::vector<ImageSequenceFrame> ParseImageSequence(const char* text) {
   std::vector<std::string> lines;
@@ -241,7 +240,7 @@ void ImageBlitter::Draw(float t) {
     const float b = float(color & 0xFF) * 0.003921569f;
     const float a = float(color >> 24) / 255.0f * alpha;
     device->SetRenderState(D3DRS_TEXTUREFACTOR,
-                           colorByte(a) << 24 | colorByte(r) << 16 | colorByte(g) << 8 | colorByte(b));
+                           ColorChannelByte(a) << 24 | ColorChannelByte(r) << 16 | ColorChannelByte(g) << 8 | ColorChannelByte(b));
     device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
     device->SetTextureStageState(0, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
     device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TFACTOR);

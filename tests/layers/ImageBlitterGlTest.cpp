@@ -118,6 +118,11 @@ class ImageBlitterGl : public gltest::GlDeviceTest {
   }
 
   D3DCOLOR at(int column, int row) { return rgb(UINT(column), UINT(row)); }
+  // The pixel showing texel (u, v) of a layer at its last drawn position;
+  // u or v outside the picture gives its neighbours.
+  D3DCOLOR shown(const ImageBlitter& layer, int u, int v) {
+    return at(firstColumn(layer.x) + u, firstRow(layer.y) + v);
+  }
 
   TempDir m_dir;
 
@@ -139,7 +144,7 @@ TEST_F(ImageBlitterGl, PictureLandsTexelForPixelWhereverItIsPlaced) {
   const struct {
     float x, y;
     int column, row;
-  } places[] = {{0, 0, 1, 0},      {0, 100, 1, 100},     {37, 250, 38, 250},
+  } places[] = {{0, 0, 1, 0},           {0, 100, 1, 100},      {37, 250, 38, 250},
                 {10.25f, 20.25f, 11, 20}, {794, 597, 795, 597}, {797, 598, 798, 598}};
   for (const auto& place : places) {
     SCOPED_TRACE(::testing::Message() << "layer at (" << place.x << ", " << place.y << ")");
@@ -184,7 +189,7 @@ TEST_F(ImageBlitterGl, OneBlitterOnTwoLayersInOneFrame) {
   draw(*picture, 100, 200);
   draw(*picture, 300, 50);  // only the world matrix differs between the draws
   expectFrame([&](int column, int row) -> D3DCOLOR {
-    for (const auto& [left, top] : {std::pair{101, 200}, std::pair{301, 50}}) {
+    for (const auto& [left, top] : {std::pair{firstColumn(100), firstRow(200)}, {firstColumn(300), firstRow(50)}}) {
       const int u = column - left, v = row - top;
       if (u >= 0 && u < w && v >= 0 && v < h) return texels[std::size_t(v * w + u)];
     }
@@ -199,7 +204,7 @@ TEST_F(ImageBlitterGl, OpaqueJpegFadesWithTheLayerAlphaTruncatedToAByte) {
 
   clear(0xFF000000);
   draw(*white, 20, 30);
-  EXPECT_EQ(at(21, 30), 0xFFFFFFu) << "at alpha 1 the picture is drawn as decoded";
+  EXPECT_EQ(shown(*white, 0, 0), 0xFFFFFFu) << "at alpha 1 the picture is drawn as decoded";
 
   // Alpha 0.5 gives a texture factor alpha of int(0.5 * 255) = 127, so the
   // source weighs 127/255 and the destination 128/255: white over black is
@@ -207,15 +212,15 @@ TEST_F(ImageBlitterGl, OpaqueJpegFadesWithTheLayerAlphaTruncatedToAByte) {
   // truncated).
   clear(0xFF000000);
   draw(*white, 20, 30, 0.5f);
-  EXPECT_EQ(at(21, 30), 0x7F7F7Fu);
-  EXPECT_EQ(at(28, 37), 0x7F7F7Fu);
-  EXPECT_EQ(at(20, 30), 0u);
-  EXPECT_EQ(at(29, 30), 0u);
+  EXPECT_EQ(shown(*white, 0, 0), 0x7F7F7Fu);
+  EXPECT_EQ(shown(*white, 7, 7), 0x7F7F7Fu);
+  EXPECT_EQ(shown(*white, -1, 0), 0u);
+  EXPECT_EQ(shown(*white, 8, 0), 0u);
 
   // Over 0x204080: 127 + (0x20, 0x40, 0x80) * 128/255 = 143.06, 159.13, 191.25.
   clear(0xFF204080);
   draw(*white, 20, 30, 0.5f);
-  EXPECT_THAT(at(24, 33), gltest::NearColor(0x8F9FBFu, 1));
+  EXPECT_THAT(shown(*white, 3, 3), gltest::NearColor(0x8F9FBFu, 1));
 }
 
 TEST_F(ImageBlitterGl, TransparentPngBlendsByItsOwnAlphaUnlessFaded) {
@@ -233,19 +238,19 @@ TEST_F(ImageBlitterGl, TransparentPngBlendsByItsOwnAlphaUnlessFaded) {
   //   0x400000FF: (32*191, 64*191, 255*64 + 128*191)/255 = 24.0, 47.9, 159.9
   clear(0xFF204080);
   draw(*picture, 50, 60);
-  EXPECT_THAT(at(51, 60), gltest::NearColor(0x902040u, 1));
-  EXPECT_THAT(at(52, 60), gltest::NearColor(0x204080u, 0));
-  EXPECT_THAT(at(53, 60), gltest::NearColor(0x00FF00u, 0));
-  EXPECT_THAT(at(54, 60), gltest::NearColor(0x1830A0u, 1));
+  EXPECT_THAT(shown(*picture, 0, 0), gltest::NearColor(0x902040u, 1));
+  EXPECT_THAT(shown(*picture, 1, 0), gltest::NearColor(0x204080u, 0));
+  EXPECT_THAT(shown(*picture, 2, 0), gltest::NearColor(0x00FF00u, 0));
+  EXPECT_THAT(shown(*picture, 3, 0), gltest::NearColor(0x1830A0u, 1));
 
   // Faded, the layer alpha replaces the texels' own: every texel weighs
   // 127/255 over black, the fully transparent one included.
   clear(0xFF000000);
   draw(*picture, 50, 60, 0.5f);
-  EXPECT_EQ(at(51, 60), 0x7F0000u);
-  EXPECT_EQ(at(52, 60), 0x7F0000u);
-  EXPECT_EQ(at(53, 60), 0x007F00u);
-  EXPECT_EQ(at(54, 60), 0x00007Fu);
+  EXPECT_EQ(shown(*picture, 0, 0), 0x7F0000u);
+  EXPECT_EQ(shown(*picture, 1, 0), 0x7F0000u);
+  EXPECT_EQ(shown(*picture, 2, 0), 0x007F00u);
+  EXPECT_EQ(shown(*picture, 3, 0), 0x00007Fu);
 }
 
 TEST_F(ImageBlitterGl, AdditiveLayersAddTheirWholeColourAndSaturate) {
@@ -257,9 +262,9 @@ TEST_F(ImageBlitterGl, AdditiveLayersAddTheirWholeColourAndSaturate) {
     SCOPED_TRACE(::testing::Message() << "layer alpha " << alpha << " (ONE, ONE ignores it)");
     clear(0xFF808080);
     draw(*picture, 0, 10, alpha);
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(at(1 + i, 10), sums[i]) << "texel " << i;
-    EXPECT_EQ(at(0, 10), 0x808080u);
-    EXPECT_EQ(at(5, 10), 0x808080u);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(shown(*picture, i, 0), sums[i]) << "texel " << i;
+    EXPECT_EQ(shown(*picture, -1, 0), 0x808080u);
+    EXPECT_EQ(shown(*picture, 4, 0), 0x808080u);
   }
 
   // Transparent texels add their colour all the same.
@@ -269,7 +274,7 @@ TEST_F(ImageBlitterGl, AdditiveLayersAddTheirWholeColourAndSaturate) {
   clearRed->additive = true;
   clear(0xFF008000);
   draw(*clearRed, 5, 5);
-  EXPECT_EQ(at(6, 5), 0xFF8000u);
+  EXPECT_EQ(shown(*clearRed, 0, 0), 0xFF8000u);
 
   // A half-transparent colour rectangle, additive, adds its full colour.
   auto red = colour(0x80FF0000);
@@ -322,17 +327,18 @@ TEST_F(ImageBlitterGl, LayersStackWithoutLeakingStateIntoEachOther) {
   // White at 128/255 over c: 128 + c * 127/255. Background (0x20, 0x30,
   // 0x40) -> 143.9, 151.9, 159.9; picture (0xC0, 0x80, 0) -> 223.6, 191.8,
   // 128; column 0, under neither rectangle, stays black.
+  const int left = firstColumn(100), top = firstRow(50);
   expectFrame(
-      [](int column, int row) -> D3DCOLOR {
-        if (column == 0) return 0x000000;
-        if (column >= 101 && column <= 104 && row >= 50 && row <= 53) return 0xE0C080;
+      [&](int column, int row) -> D3DCOLOR {
+        if (column < firstColumn(0)) return 0x000000;
+        if (column >= left && column < left + 4 && row >= top && row < top + 4) return 0xE0C080;
         return 0x9098A0;
       },
       1);
 
   // The picture once more, over the veil: its texture is bound again.
   draw(*picture, 100, 50);
-  EXPECT_EQ(at(101, 50), 0xC08000u);
+  EXPECT_EQ(shown(*picture, 0, 0), 0xC08000u);
 }
 
 TEST_F(ImageBlitterGl, SequenceShowsEachNewFramesPixels) {
@@ -366,15 +372,15 @@ TEST_F(ImageBlitterGl, GreyPicturesAreOpaqueGrey) {
   // levels unmixed; an alpha of 0 would leave the blue showing.
   clear(0xFF0000FF);
   draw(*grey, 10, 10);
-  EXPECT_EQ(at(11, 10), 0x000000u);
-  EXPECT_EQ(at(12, 10), 0x404040u);
-  EXPECT_EQ(at(13, 10), 0x808080u);
-  EXPECT_EQ(at(14, 10), 0xFFFFFFu);
-  EXPECT_EQ(at(15, 10), 0x0000FFu);
+  EXPECT_EQ(shown(*grey, 0, 0), 0x000000u);
+  EXPECT_EQ(shown(*grey, 1, 0), 0x404040u);
+  EXPECT_EQ(shown(*grey, 2, 0), 0x808080u);
+  EXPECT_EQ(shown(*grey, 3, 0), 0xFFFFFFu);
+  EXPECT_EQ(shown(*grey, 4, 0), 0x0000FFu);
 
   // Faded to 0.5: white weighs 127/255 over blue -> (127, 127, 127 + 128).
   clear(0xFF0000FF);
   draw(*grey, 10, 10, 0.5f);
-  EXPECT_EQ(at(14, 10), 0x7F7FFFu);
-  EXPECT_EQ(at(11, 10), 0x000080u);
+  EXPECT_EQ(shown(*grey, 3, 0), 0x7F7FFFu);
+  EXPECT_EQ(shown(*grey, 0, 0), 0x000080u);
 }

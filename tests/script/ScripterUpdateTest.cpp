@@ -185,3 +185,13 @@ TEST(DemoClock, CountsMillisecondsFromTheStartAndWraps) {
   EXPECT_EQ(GetDemoTime(), 4294967295.0f);
   ClearPerformanceCounterOverride();
 }
+
+TEST_F(ScripterUpdateTest, ColoursConvertEachChannelWithSaturation) {
+  writeScript("demo.vxc", "createcolor 300 -1 128 odd\nsetlayer odd 0\nwait 10\n");
+  load();
+  clockTo(1);
+  const std::size_t mark = device->log().mark();
+  scripter->Update(0);
+  EXPECT_EQ(drawnColours(mark), (std::vector<std::string>{"0xFFFFFF80"}))
+      << "above 255 and negative (a huge unsigned) both saturate";
+}

@@ -1,0 +1,117 @@
+#include "tools/showgen/ShowGenerator.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <future>
+
+#include "tools/showgen/ImageFiles.h"
+#include "tools/showgen/Mp3Encoder.h"
+#include "tools/showgen/Pictures.h"
+#include "tools/showgen/SwfFile.h"
+#include "tools/showgen/TextCard.h"
+#include "tools/showgen/Tune.h"
+
+namespace {
+
+constexpr int kJpegQuality = 90;
+constexpr int kMp3Kbps = 160;  // about 640 KB for the 32 seconds
+
+std::string spinFrameName(int frame) {
+  char name[32];
+  std::snprintf(name, sizeof name, "spin/frame%02d.png", frame);
+  return name;
+}
+
+// One output file and how to make its bytes.
+struct Product {
+  std::string name;
+  std::function<bool(Bytes*, std::string*)> make;
+};
+
+std::function<bool(Bytes*, std::string*)> png(Canvas (*paint)(), PngColour colour) {
+  return [=](Bytes* out, std::string* error) { return encodePng(paint(), colour, out, error); };
+}
+
+std::vector<Product> pictureProducts() {
+  std::vector<Product> products = {
+      {"title.png", png(makeTitle, PngColour::straight)},
+      {"subtitle.png", png(makeSubtitle, PngColour::straight)},
+      {"credits.png", png(makeCredits, PngColour::straight)},
+      {"backdrop.jpg", [](Bytes* out, std::string* error) { return encodeJpeg(makeBackdrop(), kJpegQuality, out, error); }},
+      {"stars.png", png(makeStars, PngColour::premultiplied)},
+      {"orb.png", png(makeOrb, PngColour::premultiplied)},
+  };
+  for (int frame = 0; frame < kSpinFrames; ++frame)
+    products.push_back({spinFrameName(frame), [frame](Bytes* out, std::string* error) {
+                          return encodePng(makeSpinFrame(frame, kSpinFrames), PngColour::premultiplied, out, error);
+                        }});
+  products.push_back({"spin.seq", [](Bytes* out, std::string*) {
+                        std::string text = "fps = " + std::to_string(kSpinFramesPerSecond) + "\n";
+                        for (int frame = 0; frame < kSpinFrames; ++frame) text += spinFrameName(frame) + "\n";
+                        out->assign(text.begin(), text.end());
+                        return true;
+                      }});
+  products.push_back({"intro.swf", [](Bytes* out, std::string*) {
+                        *out = makeSwf(800, 600, 25, 50, 6);
+                        return true;
+                      }});
+  return products;
+}
+
+bool makeTune(Bytes* out, std::string* error) { return encodeMp3(synthesiseTune(), kMp3Kbps, out, error); }
+
+}  // namespace
+
+std::vector<std::string> showFileNames() {
+  std::vector<std::string> names;
+  for (const Product& product : pictureProducts()) names.push_back(product.name);
+  names.push_back("tune.mp3");
+  return names;
+}
+
+bool generateShow(const std::string& dir, std::vector<ShowFile>* written, std::string* error) {
+  namespace fs = std::filesystem;
+  written->clear();
+  std::error_code code;
+  for (const fs::path& folder : {fs::path(dir), fs::path(dir) / "spin"}) {
+    fs::create_directories(folder, code);
+    if (code || !fs::is_directory(folder)) {
+      *error = folder.string() + ": " + (code ? code.message() : "not a folder");
+      return false;
+    }
+  }
+
+  // The music takes about as long as all the pictures together: it is made
+  // on a second thread meanwhile.
+  std::string tuneError;
+  Bytes tune;
+  std::future<bool> tuneDone = std::async(std::launch::async, makeTune, &tune, &tuneError);
+
+  auto store = [&](const std::string& name, const Bytes& bytes) {
+    if (!writeFile((fs::path(dir) / name).string(), bytes, error)) return false;
+    written->push_back({name, bytes.size()});
+    return true;
+  };
+  bool ok = true;
+  for (const Product& product : pictureProducts()) {
+    Bytes bytes;
+    std::string reason;
+    if (!product.make(&bytes, &reason)) {
+      *error = (fs::path(dir) / product.name).string() + ": " + reason;
+      ok = false;
+      break;
+    }
+    if (!store(product.name, bytes)) {
+      ok = false;
+      break;
+    }
+  }
+  const bool tuneOk = tuneDone.get();
+  if (!ok) return false;
+  if (!tuneOk) {
+    *error = (fs::path(dir) / "tune.mp3").string() + ": " + tuneError;
+    return false;
+  }
+  return store("tune.mp3", tune);
+}
