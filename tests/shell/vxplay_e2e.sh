@@ -1,13 +1,18 @@
 #!/usr/bin/env bash
 # End-to-end tests of the real player under Xvfb: the start-up question is
 # answered with xdotool, the exit code and standard error are checked.
-#   vxplay_e2e.sh PATH/TO/vxplay
+#   vxplay_e2e.sh PATH/TO/vxplay [SCREENSHOT.png]
+# When an archive stands beside the player (the example show), it is played
+# to its end too, and a screenshot taken mid-show is written where asked.
 set -u
 player=$(realpath "$1")
+screenshot="${2:-}"
+here=$(cd "$(dirname "$0")" && pwd)
 fail=0
 work=$(mktemp -d)
 display=":$((90 + RANDOM % 500))"
-Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+mkdir -p "$work/fb"
+Xvfb "$display" -screen 0 800x600x24 -fbdir "$work/fb" -nolisten tcp >/dev/null 2>&1 &
 xvfb=$!
 trap 'kill $xvfb 2>/dev/null; rm -rf "$work"' EXIT
 export SDL_AUDIODRIVER=dummy
@@ -34,12 +39,13 @@ press() {  # press NAME KEY [MINW]
   DISPLAY=$display xdotool key --window "$id" "$2"
 }
 
-# start CASE SCRIPT-OR-EMPTY: a fresh folder holding a copy of the player
-# (so no archive stands beside it) and, if given, a loose demo.vxc.
+# start CASE SCRIPT-OR-EMPTY [ARCHIVE]: a fresh folder holding a copy of the
+# player, beside it the archive if given, and, if given, a loose demo.vxc.
 start() {
   dir="$work/$1"
   mkdir -p "$dir"
   cp "$player" "$dir/vxplay"
+  [ -n "${3:-}" ] && cp "$3" "$dir/vxplay.cfl"
   [ -n "$2" ] && printf '%s' "$2" >"$dir/demo.vxc"
   (cd "$dir" && DISPLAY=$display timeout 60 ./vxplay >"$dir/out" 2>&1; echo $? >"$dir/rc") &
 }
@@ -83,5 +89,27 @@ press Demo Return
 sleep 1
 press Demo Escape 600
 finish 0
+
+if [ -f "$player.cfl" ]; then
+  case="the example show plays to its end"
+  start example "" "$player.cfl"
+  press Demo Return
+  sleep 9
+  cp "$work/fb/Xvfb_screen0" "$work/shot.xwd"
+  # Mid-show the screen holds many colours (backdrop, title, stars), not a blank.
+  colours=$(python3 - "$work/shot.xwd" <<'PY'
+import struct, sys
+data = open(sys.argv[1], "rb").read()
+f = struct.unpack(">25I", data[:100])
+pixels = data[f[0] + f[19] * 12:]
+step = f[11] // 8
+print(len({pixels[i:i + 3] for i in range(0, len(pixels) - 3, step * 97)}))
+PY
+)
+  if [ "${colours:-0}" -lt 50 ]; then echo "  screenshot has only ${colours:-0} colours"; fi
+  [ -n "$screenshot" ] && python3 "$here/../../scripts/xwd2png.py" "$work/shot.xwd" "$screenshot" 2
+  for _ in $(seq 600); do [ -f "$dir/rc" ] && break; sleep 0.1; done
+  if [ "${colours:-0}" -ge 50 ]; then finish 0; else fail=1; echo "FAIL $case"; fi
+fi
 
 exit $fail

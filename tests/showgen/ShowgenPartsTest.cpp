@@ -22,7 +22,7 @@ std::string rowOf(const PixelFont::Bitmap& bitmap, int y) {
   return row;
 }
 
-TEST(PixelFont, LaysOutProportionalGlyphsOneColumnApart) {
+TEST(ShowgenFont, LaysOutProportionalGlyphsOneColumnApart) {
   EXPECT_EQ(PixelFont::layOut("").width, 0);
   const PixelFont::Bitmap a = PixelFont::layOut("A");
   ASSERT_EQ(a.width, 5);
@@ -36,14 +36,14 @@ TEST(PixelFont, LaysOutProportionalGlyphsOneColumnApart) {
   EXPECT_EQ(rowOf(ai, 0), ".###..###");
 }
 
-TEST(PixelFont, DescendersReachBelowTheBaseline) {
+TEST(ShowgenFont, DescendersReachBelowTheBaseline) {
   const PixelFont::Bitmap g = PixelFont::layOut("g");
   EXPECT_EQ(rowOf(g, PixelFont::kAscent + 1), ".###.");
   const PixelFont::Bitmap v = PixelFont::layOut("v");
   EXPECT_EQ(rowOf(v, PixelFont::kAscent), ".....");
 }
 
-TEST(PixelFont, CharactersWithoutAGlyphShowAsAHollowBox) {
+TEST(ShowgenFont, CharactersWithoutAGlyphShowAsAHollowBox) {
   for (const char* text : {"\x01", "\xC3", "~"}) {
     EXPECT_FALSE(PixelFont::hasGlyph(text[0]));
     const PixelFont::Bitmap box = PixelFont::layOut(text);
@@ -67,7 +67,7 @@ DecodedImage decode(const Bytes& bytes) {
   return image;
 }
 
-TEST(ImageFiles, PngStoresStraightOrPremultipliedColour) {
+TEST(ShowgenImageFiles, PngStoresStraightOrPremultipliedColour) {
   const Canvas canvas = onePixel({0.25f, 0.0f, 0.5f, 0.5f});  // straight: 0.5, 0, 1 at half cover
   Bytes bytes;
   std::string error;
@@ -87,7 +87,7 @@ TEST(ImageFiles, PngStoresStraightOrPremultipliedColour) {
   EXPECT_NEAR(int(c & 0xFF), 128, 1);
 }
 
-TEST(ImageFiles, JpegIsOpaqueAndKeepsTheColour) {
+TEST(ShowgenImageFiles, JpegIsOpaqueAndKeepsTheColour) {
   Canvas canvas(16, 16);
   for (int y = 0; y < 16; ++y)
     for (int x = 0; x < 16; ++x) canvas.at(x, y) = {0.8f, 0.4f, 0.2f, 1.0f};
@@ -102,7 +102,7 @@ TEST(ImageFiles, JpegIsOpaqueAndKeepsTheColour) {
   EXPECT_NEAR(int(c & 0xFF), 51, 3);
 }
 
-TEST(ImageFiles, RefusesEmptyPicturesBadQualitiesAndUnwritablePaths) {
+TEST(ShowgenImageFiles, RefusesEmptyPicturesBadQualitiesAndUnwritablePaths) {
   Bytes bytes;
   std::string error;
   EXPECT_FALSE(encodePng(Canvas(0, 0), PngColour::straight, &bytes, &error));
@@ -115,7 +115,7 @@ TEST(ImageFiles, RefusesEmptyPicturesBadQualitiesAndUnwritablePaths) {
 
 // A 440 Hz tone: its decoded length must equal the encoded length exactly,
 // which needs the Info tag's delay and padding in the first frame.
-TEST(Mp3Encoder, DecodesToExactlyTheEncodedLength) {
+TEST(ShowgenMp3, DecodesToExactlyTheEncodedLength) {
   for (std::size_t frames : {std::size_t(44100), std::size_t(12345)}) {
     StereoTrack track;
     track.samples.resize(frames * 2);
@@ -131,7 +131,7 @@ TEST(Mp3Encoder, DecodesToExactlyTheEncodedLength) {
   }
 }
 
-TEST(Mp3Encoder, RefusesABitRateTheFormatDoesNotHaveAndOddSampleCounts) {
+TEST(ShowgenMp3, RefusesABitRateTheFormatDoesNotHaveAndOddSampleCounts) {
   StereoTrack track;
   track.samples.assign(2000, 0.0f);
   Bytes mp3;
@@ -142,7 +142,7 @@ TEST(Mp3Encoder, RefusesABitRateTheFormatDoesNotHaveAndOddSampleCounts) {
   EXPECT_FALSE(encodeMp3(track, 160, &mp3, &error));
 }
 
-TEST(SwfFile, HeaderReadsBackForSmallAndLargestFrameSizes) {
+TEST(ShowgenSwf, HeaderReadsBackForSmallAndLargestFrameSizes) {
   struct Case {
     int width, height, fps;
     std::uint16_t frames;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <vector>
 
 #include "tools/showgen/Noise.h"
 
@@ -44,7 +45,7 @@ void finishLight(Canvas& canvas, float exposure) {
 
 constexpr int kBackdropWidth = 800, kBackdropHeight = 600;
 constexpr float kHorizon = 405.0f;  // screen row of the horizon
-constexpr float kSunX = 400.0f, kSunY = kHorizon - 28.0f, kSunRadius = 125.0f;
+constexpr float kSunX = 400.0f, kSunY = kHorizon - 75.0f, kSunRadius = 120.0f;
 
 Rgb skyColour(float x, float y) {
   static const std::array<std::pair<float, Rgb>, 4> stops = {{{0.0f, {0.02f, 0.01f, 0.08f}},
@@ -81,11 +82,11 @@ float sunDisc(float x, float y, Rgb* colour) {
   static const std::array<std::pair<float, Rgb>, 3> stops = {
       {{0.0f, {1.0f, 0.95f, 0.50f}}, {0.5f, {1.0f, 0.55f, 0.32f}}, {1.0f, {1.0f, 0.22f, 0.55f}}}};
   *colour = ramp(stops, (y - (kSunY - kSunRadius)) / (2.0f * kSunRadius));
-  const float slotsStart = kSunY - 0.2f * kSunRadius;  // rows, screen pixels
+  const float slotsStart = kSunY - 0.35f * kSunRadius;  // rows, screen pixels
   if (y > slotsStart) {
     const float period = 13.0f;
     const float depth = (y - slotsStart) / (kSunY + kSunRadius - slotsStart);
-    const float slot = depth * 7.5f;  // pixels of each period left open
+    const float slot = 1.0f + depth * 7.0f;  // pixels of each period left open
     const float phase = std::fmod(y - slotsStart, period);
     cover *= clamp01(phase - slot);
   }
@@ -115,7 +116,7 @@ Rgb floorColour(float x, float y) {
                         0.35f * std::exp(-pixels * pixels / (2.0f * 2.5f * 2.5f));
     // Where a pixel spans most of a period the lines blur into their mean.
     const float mean = std::min(1.0f, 3.95f * perPixel) * 0.6f;
-    return sharp + (mean - sharp) * smoothstep(0.12f, 0.5f, perPixel);
+    return sharp + (mean - sharp) * smoothstep(0.06f, 0.3f, perPixel);
   };
   const float grid = std::max(lineLight(u, du), lineLight(v, dv));
   const float fog = 1.0f - std::exp(-v * kSpacing / 6.0f);
@@ -147,13 +148,16 @@ Canvas makeBackdrop() {
         const float farTop = hillTop(x, 8.0f, 70.0f, 21), nearTop = hillTop(x, 0.0f, 34.0f, 37);
         const float far = clamp01(y - farTop + 0.5f), nearCover = clamp01(y - nearTop + 0.5f);
         const Rgb farColour = add(mix({0.10f, 0.03f, 0.18f}, {0.85f, 0.30f, 0.50f}, 0.35f),
-                                  scale({0.9f, 0.35f, 0.6f}, 0.5f * rim * std::exp(-(y - farTop) / 3.0f)));
+                                  scale({0.9f, 0.35f, 0.6f}, 0.5f * rim * std::exp(-std::max(0.0f, y - farTop) / 3.0f)));
         const Rgb nearColour = add({0.06f, 0.01f, 0.11f},
-                                   scale({1.0f, 0.4f, 0.65f}, 0.55f * rim * std::exp(-(y - nearTop) / 2.5f)));
+                                   scale({1.0f, 0.4f, 0.65f}, 0.55f * rim * std::exp(-std::max(0.0f, y - nearTop) / 2.5f)));
         c = mix(c, farColour, far);
         c = mix(c, nearColour, nearCover);
       } else {
-        c = floorColour(x, y);
+        // 2 x 2 samples: the grid's far lines are finer than a pixel.
+        c = {};
+        for (float sy : {-0.25f, 0.25f})
+          for (float sx : {-0.25f, 0.25f}) c = add(c, scale(floorColour(x + sx, y + sy), 0.25f));
       }
       const float dh = std::fabs(y - kHorizon);
       c = add(c, scale({1.0f, 0.55f, 0.62f}, 0.45f * std::exp(-dh / 5.0f) + 0.18f * std::exp(-dh / 40.0f)));
@@ -167,6 +171,7 @@ Canvas makeBackdrop() {
   for (int i = 0; i < 420; ++i) {
     const float x = random.uniform(0.0f, kBackdropWidth), y = random.uniform(0.0f, kHorizon - 40.0f);
     const float r = random.uniform();
+    if (std::hypot(x - kSunX, y - kSunY) < kSunRadius + 40.0f) continue;  // outshone by the sun
     const float brightness = 0.7f * r * r * r * std::pow(1.0f - y / kHorizon, 1.5f);
     for (int dy = -1; dy <= 1; ++dy)
       for (int dx = -1; dx <= 1; ++dx) {
@@ -227,7 +232,7 @@ Canvas makeOrb() {
     for (int x = 0; x < kSize; ++x) {
       // r: 0 at the centre, 1 at the picture's inscribed circle.
       const float r = std::hypot(float(x) + 0.5f - kSize / 2.0f, float(y) + 0.5f - kSize / 2.0f) / (kSize / 2.0f);
-      const float core = std::exp(-std::pow(r / 0.13f, 2.0f));
+      const float core = 1.6f * std::exp(-std::pow(r / 0.13f, 2.0f));
       const float halo = 0.65f * std::exp(-std::pow(r / 0.36f, 2.0f));
       const float wide = 0.25f * std::pow(std::max(0.0f, 1.0f - r), 3.0f);
       const float ring = 0.08f * std::exp(-std::pow((r - 0.62f) / 0.05f, 2.0f));

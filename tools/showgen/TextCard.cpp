@@ -126,8 +126,6 @@ Canvas renderTextCard(int width, int height, std::string_view text, const TextSt
 Canvas makeTitle() {
   TextStyle style;
   style.cell = 12;
-  style.gap = 1.5f;
-  style.corner = 2.5f;
   style.slant = 0.16f;
   // Chrome: a pale sky over a dark violet horizon that warms to pink.
   style.skyTop = {1.0f, 1.0f, 1.0f};
@@ -167,8 +165,6 @@ Canvas makeSubtitle() {
 Canvas makeCredits() {
   TextStyle style;
   style.cell = 5;
-  style.gap = 0.8f;
-  style.corner = 1.0f;
   style.skyTop = {1.0f, 0.95f, 0.80f};
   style.skyBottom = {1.0f, 0.78f, 0.45f};
   style.groundTop = style.skyBottom;
