@@ -24,7 +24,7 @@ bool writePngRgb(const std::string& path, const std::vector<std::uint32_t>& argb
   bool ok = png && info;
   if (ok && setjmp(png_jmpbuf(png)) == 0) {
     png_init_io(png, f);
-    png_set_compression_level(png, 2);  // frames are many; speed over size
+    png_set_compression_level(png, 1);  // frames are many; speed over size
     png_set_IHDR(png, info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);

@@ -85,6 +85,7 @@ struct DeviceHolder {
 bool renderShow(const RenderOptions& options, RenderResult* result, std::string* error) {
   *result = RenderResult{};
   if (!(options.fps > 0 && options.fps <= 1000)) return *error = "--fps must be between 0 and 1000", false;
+  if (options.toMs && *options.toMs < options.fromMs) return *error = "--to is earlier than --from", false;
   if (options.width < 16 || options.height < 16 || options.width > 8192 || options.height > 8192)
     return *error = "--size must be between 16x16 and 8192x8192", false;
 

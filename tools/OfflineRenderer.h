@@ -4,6 +4,10 @@
 // off-screen back buffer, and the music mixes into memory. Frames are
 // written as numbered PNGs, the music as a WAV, and with ffmpeg an MP4 of
 // both. The same inputs give the same frames on the same machine.
+//
+// Rendering from a later time runs every command due before it in the first
+// frame, as the player catches up after a stall: music started earlier then
+// begins at its own start offset in that frame, not where a full run would be.
 #include <optional>
 #include <string>
 

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -59,6 +60,35 @@ bool installHandler(std::string* error) {
 }
 
 }  // namespace
+
+// Mesa's JIT registers the unwind tables of the shaders it compiles with
+// libgcc, under the lock of libgcc's list of registered objects, and the
+// unwinder in the handler takes that lock too: a sample that interrupted the
+// sampled thread inside a registration would wait for the lock forever. So
+// the thread holds SIGPROF back while it registers. These definitions are
+// exported from the benchmark (see CMakeLists.txt), so that the driver's
+// calls reach them before libgcc's.
+namespace {
+using FrameCall = void(void*);
+void withoutSamples(FrameCall* real, void* begin) {
+  if (!real) return;  // no unwinder loaded: nothing to register with
+  sigset_t profile, old;
+  sigemptyset(&profile);
+  sigaddset(&profile, SIGPROF);
+  pthread_sigmask(SIG_BLOCK, &profile, &old);
+  real(begin);
+  pthread_sigmask(SIG_SETMASK, &old, nullptr);
+}
+}  // namespace
+
+extern "C" void __register_frame(void* begin) {
+  static FrameCall* const real = reinterpret_cast<FrameCall*>(dlsym(RTLD_NEXT, "__register_frame"));
+  withoutSamples(real, begin);
+}
+extern "C" void __deregister_frame(void* begin) {
+  static FrameCall* const real = reinterpret_cast<FrameCall*>(dlsym(RTLD_NEXT, "__deregister_frame"));
+  withoutSamples(real, begin);
+}
 
 DriverSampler::DriverSampler(std::chrono::microseconds period) : m_period(period) {}
 

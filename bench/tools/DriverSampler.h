@@ -18,7 +18,10 @@
 // blocked on a file write as outside.
 //
 // Only one sampler may run at a time in a process; the SIGPROF handler stays
-// installed once the first sampler starts.
+// installed once the first sampler starts. The handler unwinds with libgcc,
+// which takes a lock while the driver's JIT registers unwind tables (held
+// back, DriverSampler.cpp) and while a C++ exception is thrown: the sampled
+// code must not throw while sampled.
 #include <atomic>
 #include <chrono>
 #include <cstdint>

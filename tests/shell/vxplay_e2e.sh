@@ -22,7 +22,7 @@ for _ in $(seq 50); do DISPLAY=$display xwininfo -root >/dev/null 2>&1 && break;
 # width is at least MINW, waiting up to 15 s.
 find_window() {
   local name=$1 minw=${2:-1} id
-  for _ in $(seq 150); do
+  for _ in $(seq 300); do
     id=$(DISPLAY=$display xwininfo -root -tree 2>/dev/null | grep -F "\"$name\":" |
       sed -E 's/^ *(0x[0-9a-f]+) .* ([0-9]+)x([0-9]+)\+-?[0-9]+\+-?[0-9]+ +\+-?[0-9]+\+-?[0-9]+$/\1 \2/' |
       awk -v w="$minw" '$2 + 0 >= w { print $1; exit }')
@@ -47,13 +47,13 @@ start() {
   cp "$player" "$dir/vxplay"
   [ -n "${3:-}" ] && cp "$3" "$dir/vxplay.cfl"
   [ -n "$2" ] && printf '%s' "$2" >"$dir/demo.vxc"
-  (cd "$dir" && DISPLAY=$display timeout 60 ./vxplay >"$dir/out" 2>&1; echo $? >"$dir/rc") &
+  (cd "$dir" && DISPLAY=$display timeout 120 ./vxplay >"$dir/out" 2>&1; echo $? >"$dir/rc") &
 }
 
 finish() {  # finish EXPECTED-RC TEXT...
   local expected=$1 rc
   shift
-  for _ in $(seq 300); do [ -f "$dir/rc" ] && break; sleep 0.1; done
+  for _ in $(seq 900); do [ -f "$dir/rc" ] && break; sleep 0.1; done
   rc=$(cat "$dir/rc" 2>/dev/null || echo none)
   local ok=1
   [ "$rc" = "$expected" ] || { echo "  exit code $rc, expected $expected"; ok=0; }

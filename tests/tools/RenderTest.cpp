@@ -92,5 +92,6 @@ TEST_F(RenderTest, BadShowsAndOptionsFail) {
   EXPECT_EQ(vxtool(dir, "render --frames f --fps 0").code, 1);
   EXPECT_EQ(vxtool(dir, "render --frames f --size 10").code, 1);
   EXPECT_EQ(vxtool(dir, "render").code, 1) << "nothing to write";
+  EXPECT_EQ(vxtool(dir, "render --frames f --from 500 --to 100").code, 1);
   EXPECT_EQ(vxtool(dir, "render --frames f --archive missing.cfl").code, 1);
 }
