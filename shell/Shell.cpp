@@ -22,8 +22,10 @@ IDirect3DDevice9* g_device = nullptr;
 Scripter* g_scripter = nullptr;
 
 namespace {
-// The main window object behind g_hWnd.
-std::unique_ptr<Window> g_window;
+// The main window object behind g_hWnd. A plain pointer on purpose: no
+// destructor may run at exit, since a process ending because its display
+// went away would try to close the window on a dead connection and hang.
+Window* g_window = nullptr;
 }  // namespace
 
 bool OpenShowArchive(CFLArchive& archive, const char* programPath) {
@@ -60,7 +62,7 @@ void CreateMainWindow() {
   desc.width = 800;
   desc.height = 600;
   std::string reason;
-  g_window = Window::create(desc, &reason);
+  g_window = Window::create(desc, &reason).release();
   if (!g_window) {
     OutputDebugStringA(("Window: " + reason + "\n").c_str());
     FatalError("Error opening window");
@@ -113,7 +115,8 @@ void InitDirect3D() {
 
 void DestroyMainWindow() {
   if (g_window) {
-    g_window.reset();
+    delete g_window;
+    g_window = nullptr;
     // Messages still queued for the window are taken and dropped.
     MSG msg;
     while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {

@@ -16,7 +16,9 @@ Xvfb "$display" -screen 0 800x600x24 -fbdir "$work/fb" -nolisten tcp >/dev/null 
 xvfb=$!
 trap 'kill $xvfb 2>/dev/null; rm -rf "$work"' EXIT
 export SDL_AUDIODRIVER=dummy
-for _ in $(seq 50); do DISPLAY=$display xwininfo -root >/dev/null 2>&1 && break; sleep 0.1; done
+ready=0
+for _ in $(seq 300); do DISPLAY=$display xwininfo -root >/dev/null 2>&1 && { ready=1; break; }; sleep 0.1; done
+[ $ready = 1 ] || { echo "FAIL Xvfb did not start on $display"; exit 1; }
 
 # Window id of the first top-level window whose name is exactly NAME and whose
 # width is at least MINW, waiting up to 15 s.
@@ -47,7 +49,7 @@ start() {
   cp "$player" "$dir/vxplay"
   [ -n "${3:-}" ] && cp "$3" "$dir/vxplay.cfl"
   [ -n "$2" ] && printf '%s' "$2" >"$dir/demo.vxc"
-  (cd "$dir" && DISPLAY=$display timeout 120 ./vxplay >"$dir/out" 2>&1; echo $? >"$dir/rc") &
+  (cd "$dir" && DISPLAY=$display timeout -k 10 120 ./vxplay >"$dir/out" 2>&1; echo $? >"$dir/rc") &
 }
 
 finish() {  # finish EXPECTED-RC TEXT...
@@ -63,7 +65,7 @@ finish() {  # finish EXPECTED-RC TEXT...
 
 case="no display exits 10"
 dir="$work/nodisplay"; mkdir -p "$dir"
-(cd "$dir" && env -u DISPLAY -u WAYLAND_DISPLAY timeout 20 "$player" >"$dir/out" 2>&1; echo $? >"$dir/rc")
+(cd "$dir" && env -u DISPLAY -u WAYLAND_DISPLAY timeout -k 5 20 "$player" >"$dir/out" 2>&1; echo $? >"$dir/rc")
 finish 10 "Couldn't open MessageBox, dying"
 
 case="cancel at the question exits 5"
