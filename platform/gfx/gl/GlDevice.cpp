@@ -1,5 +1,7 @@
 #include "platform/gfx/gl/GlDevice.h"
 
+#include "platform/gfx/D3D9Defaults.h"
+
 #include "platform/gfx/gl/GlProgram.h"
 #include "platform/os/Process.h"
 #include "platform/os/Window.h"
@@ -196,67 +198,10 @@ bool GlDevice::init(Window* window, std::unique_ptr<Window> ownWindow, const D3D
 }
 
 void GlDevice::setDefaultStates() {
-  auto& rs = m_renderStates;
-  rs.fill(0);
-  rs[D3DRS_ZENABLE] = D3DZB_TRUE;
-  rs[D3DRS_FILLMODE] = D3DFILL_SOLID;
-  rs[D3DRS_SHADEMODE] = D3DSHADE_GOURAUD;
-  rs[D3DRS_ZWRITEENABLE] = TRUE;
-  rs[D3DRS_LASTPIXEL] = TRUE;
-  rs[D3DRS_SRCBLEND] = D3DBLEND_ONE;
-  rs[D3DRS_DESTBLEND] = D3DBLEND_ZERO;
-  rs[D3DRS_CULLMODE] = D3DCULL_CCW;
-  rs[D3DRS_ZFUNC] = D3DCMP_LESSEQUAL;
-  rs[D3DRS_ALPHAFUNC] = D3DCMP_ALWAYS;
-  rs[D3DRS_FOGEND] = floatToDword(1.0f);
-  rs[D3DRS_FOGDENSITY] = floatToDword(1.0f);
-  rs[D3DRS_STENCILFAIL] = rs[D3DRS_STENCILZFAIL] = rs[D3DRS_STENCILPASS] = D3DSTENCILOP_KEEP;
-  rs[D3DRS_STENCILFUNC] = D3DCMP_ALWAYS;
-  rs[D3DRS_STENCILMASK] = rs[D3DRS_STENCILWRITEMASK] = 0xFFFFFFFF;
-  rs[D3DRS_TEXTUREFACTOR] = 0xFFFFFFFF;
-  rs[D3DRS_CLIPPING] = TRUE;
-  rs[D3DRS_LIGHTING] = TRUE;
-  rs[D3DRS_COLORVERTEX] = TRUE;
-  rs[D3DRS_LOCALVIEWER] = TRUE;
-  rs[D3DRS_DIFFUSEMATERIALSOURCE] = D3DMCS_COLOR1;
-  rs[D3DRS_SPECULARMATERIALSOURCE] = D3DMCS_COLOR2;
-  rs[D3DRS_POINTSIZE] = floatToDword(1.0f);
-  rs[D3DRS_POINTSIZE_MIN] = floatToDword(1.0f);
-  rs[D3DRS_POINTSCALE_A] = floatToDword(1.0f);
-  rs[D3DRS_MULTISAMPLEANTIALIAS] = TRUE;
-  rs[D3DRS_MULTISAMPLEMASK] = 0xFFFFFFFF;
-  rs[D3DRS_POINTSIZE_MAX] = floatToDword(64.0f);
-  rs[D3DRS_COLORWRITEENABLE] = rs[D3DRS_COLORWRITEENABLE1] = rs[D3DRS_COLORWRITEENABLE2] =
-      rs[D3DRS_COLORWRITEENABLE3] = 0xF;
-  rs[D3DRS_BLENDOP] = D3DBLENDOP_ADD;
-  rs[D3DRS_CCW_STENCILFAIL] = rs[D3DRS_CCW_STENCILZFAIL] = rs[D3DRS_CCW_STENCILPASS] = D3DSTENCILOP_KEEP;
-  rs[D3DRS_CCW_STENCILFUNC] = D3DCMP_ALWAYS;
-  rs[D3DRS_BLENDFACTOR] = 0xFFFFFFFF;
-  rs[D3DRS_SRCBLENDALPHA] = D3DBLEND_ONE;
-  rs[D3DRS_DESTBLENDALPHA] = D3DBLEND_ZERO;
-  rs[D3DRS_BLENDOPALPHA] = D3DBLENDOP_ADD;
-
-  for (DWORD stage = 0; stage < D3DTSS_STAGE_COUNT; ++stage) {
-    DWORD* ts = m_stageStates[stage];
-    std::fill(ts, ts + D3DTSS_STATE_COUNT, 0);
-    ts[D3DTSS_COLOROP] = stage == 0 ? D3DTOP_MODULATE : D3DTOP_DISABLE;
-    ts[D3DTSS_COLORARG1] = D3DTA_TEXTURE;
-    ts[D3DTSS_COLORARG2] = D3DTA_CURRENT;
-    ts[D3DTSS_ALPHAOP] = stage == 0 ? D3DTOP_SELECTARG1 : D3DTOP_DISABLE;
-    ts[D3DTSS_ALPHAARG1] = D3DTA_TEXTURE;
-    ts[D3DTSS_ALPHAARG2] = D3DTA_CURRENT;
-    ts[D3DTSS_TEXCOORDINDEX] = stage;
-    ts[D3DTSS_TEXTURETRANSFORMFLAGS] = D3DTTFF_DISABLE;
-    ts[D3DTSS_COLORARG0] = ts[D3DTSS_ALPHAARG0] = ts[D3DTSS_RESULTARG] = D3DTA_CURRENT;
-  }
-  for (DWORD sampler = 0; sampler < D3DSAMP_SAMPLER_COUNT; ++sampler) {
-    DWORD* ss = m_samplerStates[sampler];
-    std::fill(ss, ss + D3DSAMP_STATE_COUNT, 0);
-    ss[D3DSAMP_ADDRESSU] = ss[D3DSAMP_ADDRESSV] = ss[D3DSAMP_ADDRESSW] = D3DTADDRESS_WRAP;
-    ss[D3DSAMP_MAGFILTER] = ss[D3DSAMP_MINFILTER] = D3DTEXF_POINT;
-    ss[D3DSAMP_MIPFILTER] = D3DTEXF_NONE;
-    ss[D3DSAMP_MAXANISOTROPY] = 1;
-  }
+  // ZENABLE is set again from the presentation parameters after this.
+  fillDefaultRenderStates(m_renderStates.data(), true);
+  for (DWORD stage = 0; stage < D3DTSS_STAGE_COUNT; ++stage) fillDefaultStageStates(m_stageStates[stage], stage);
+  for (DWORD sampler = 0; sampler < D3DSAMP_SAMPLER_COUNT; ++sampler) fillDefaultSamplerStates(m_samplerStates[sampler]);
   m_view = m_projection = identity();
   for (auto& m : m_textureMatrix) m = identity();
   m_worlds.clear();
