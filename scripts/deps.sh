@@ -8,7 +8,7 @@ packages=(
   zlib1g-dev libsdl2-dev libepoxy-dev libmpg123-dev libmp3lame-dev libpng-dev libjpeg-dev libstb-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libgl1-mesa-dri libegl1-mesa-dev libgles-dev
-  xvfb xdotool x11-utils
+  xvfb xdotool x11-utils python3
 )
 
 missing=()
