@@ -16,12 +16,6 @@ std::string trimmed(const char* begin, const char* end) {
   return std::string(begin, end);
 }
 
-std::string lowered(std::string s) {
-  for (char& c : s)
-    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-  return s;
-}
-
 // The next "="-separated piece within [cursor, end): separators skipped, then
 // everything up to the next separator. False when nothing is left.
 bool nextPiece(const char*& cursor, const char* end, const char** pieceBegin, const char** pieceEnd) {
@@ -53,13 +47,13 @@ void Configuration::Parse(const char* text) {
     if (!nextPiece(piece, lineEnd, &keyBegin, &keyEnd)) continue;
     std::string value;
     if (nextPiece(piece, lineEnd, &valueBegin, &valueEnd)) value = trimmed(valueBegin, valueEnd);
-    m_values.emplace(lowered(trimmed(keyBegin, keyEnd)), std::move(value));  // first one wins
+    m_values.emplace(AsciiLower(trimmed(keyBegin, keyEnd)), std::move(value));  // first one wins
   }
 }
 
 const char* Configuration::GetString(const char* key) const {
   if (!key) return nullptr;
-  auto it = m_values.find(lowered(key));
+  auto it = m_values.find(AsciiLower(key));
   return it == m_values.end() ? nullptr : it->second.c_str();
 }
 
@@ -71,6 +65,12 @@ std::int32_t Configuration::GetInt(const char* key) const {
 double Configuration::GetFloat(const char* key) const {
   const char* value = GetString(key);
   return value ? ParseDecimalFloat(value) : 0.0;
+}
+
+std::string AsciiLower(std::string text) {
+  for (char& c : text)
+    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
+  return text;
 }
 
 std::int32_t ParseDecimalInt(const char* text) {

@@ -36,4 +36,7 @@ class Configuration {
 // readers of the system (the C library's atol and atof, minus locale, hex,
 // infinity and NaN forms).
 std::int32_t ParseDecimalInt(const char* text);
+// ASCII letters A-Z lower-cased; every other byte kept (names and keywords
+// of the show are compared this way, whatever the locale).
+std::string AsciiLower(std::string text);
 double ParseDecimalFloat(const char* text);

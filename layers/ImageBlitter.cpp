@@ -27,10 +27,7 @@ std::uint32_t bytesPerPixel(D3DFORMAT format) {
 bool endsWithSeq(const char* name) {
   const std::size_t length = std::strlen(name);
   if (length < 3) return false;
-  char tail[4] = {name[length - 3], name[length - 2], name[length - 1], 0};
-  for (char& c : tail)
-    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-  return std::strcmp(tail, "seq") == 0;
+  return AsciiLower(name + length - 3) == "seq";
 }
 
 std::string trimmed(const std::string& s, const char* blanks) {
@@ -59,10 +56,7 @@ std::vector<ImageSequenceFrame> ParseImageSequence(const char* text) {
   std::vector<ImageSequenceFrame> frames;
   if (lines.empty()) return frames;
 
-  std::string head = lines[0].substr(0, 3);
-  for (char& c : head)
-    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-  if (head == "fps") {
+  if (AsciiLower(lines[0].substr(0, 3)) == "fps") {
     // "fps = N": the second "="-separated piece is the frame rate.
     const std::size_t first = lines[0].find_first_not_of('=');
     const std::size_t sep = first == std::string::npos ? std::string::npos : lines[0].find('=', first);

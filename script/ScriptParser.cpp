@@ -31,12 +31,6 @@ struct Line {
   std::string arg[5];  // arg1..arg5, empty when absent
 };
 
-std::string lower(std::string s) {
-  for (char& c : s)
-    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-  return s;
-}
-
 bool isTrimmed(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 std::int32_t atolValue(const std::string& s) { return ParseDecimalInt(s.c_str()); }
@@ -71,14 +65,14 @@ using Builder = std::function<ScriptItem*(Scripter*, const Line&, float baseTime
 // slot names are lower-cased; file, camera and colour texts keep their case.
 const std::unordered_map<std::string, Builder>& builders() {
   static const std::unordered_map<std::string, Builder> table = {
-      {"loadscene", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadScene(s, l.text, l.arg[0], lower(l.arg[1])); }},
-      {"loadflash", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadFlash(s, l.text, l.arg[0], lower(l.arg[1])); }},
-      {"loadmusic", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadMusic(s, l.text, l.arg[0], lower(l.arg[1])); }},
-      {"loadimage", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadImage(s, l.text, l.arg[0], lower(l.arg[1])); }},
+      {"loadscene", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadScene(s, l.text, l.arg[0], AsciiLower(l.arg[1])); }},
+      {"loadflash", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadFlash(s, l.text, l.arg[0], AsciiLower(l.arg[1])); }},
+      {"loadmusic", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadMusic(s, l.text, l.arg[0], AsciiLower(l.arg[1])); }},
+      {"loadimage", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new LoadImage(s, l.text, l.arg[0], AsciiLower(l.arg[1])); }},
       {"createcolor", [](Scripter* s, const Line& l, float) -> ScriptItem* {
          // Each channel: the integer taken as unsigned 32-bit, times 1/255.
          auto channel = [](const std::string& a) { return float(std::uint32_t(atolValue(a))) * (1.0f / 255.0f); };
-         return new CreateColor(s, l.text, channel(l.arg[0]), channel(l.arg[1]), channel(l.arg[2]), lower(l.arg[3]));
+         return new CreateColor(s, l.text, channel(l.arg[0]), channel(l.arg[1]), channel(l.arg[2]), AsciiLower(l.arg[3]));
        }},
       {"settime", [](Scripter* s, const Line& l, float b) -> ScriptItem* { return new SetTime(s, l.text, float(atolValue(l.arg[0])) + b); }},
       {"setflashtime", [](Scripter* s, const Line& l, float b) -> ScriptItem* { return new SetFlashTime(s, l.text, float(atolValue(l.arg[0])) + b); }},
@@ -88,10 +82,10 @@ const std::unordered_map<std::string, Builder>& builders() {
       {"waituntil", [](Scripter* s, const Line& l, float b) -> ScriptItem* { return new WaitUntil(s, l.text, float(atolValue(l.arg[0])) + b); }},
       {"wait", [](Scripter* s, const Line& l, float b) -> ScriptItem* { return new Wait(s, l.text, float(atolValue(l.arg[0])) + b); }},
       {"playscene", [](Scripter* s, const Line& l, float) -> ScriptItem* {
-         return new PlayScene(s, l.text, lower(l.arg[0]), l.arg[1].empty() ? 1.0f : atofValue(l.arg[1]));
+         return new PlayScene(s, l.text, AsciiLower(l.arg[0]), l.arg[1].empty() ? 1.0f : atofValue(l.arg[1]));
        }},
       {"xfadescene", [](Scripter* s, const Line& l, float) -> ScriptItem* {
-         return new PlaySceneXFade(s, l.text, lower(l.arg[0]), float(atolValue(l.arg[1])), float(atolValue(l.arg[2])),
+         return new PlaySceneXFade(s, l.text, AsciiLower(l.arg[0]), float(atolValue(l.arg[1])), float(atolValue(l.arg[2])),
                                    l.arg[3].empty() ? 1.0f : atofValue(l.arg[3]));
        }},
       {"setactivecamera", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new SetActiveCamera(s, l.text, l.arg[0]); }},
@@ -101,11 +95,11 @@ const std::unordered_map<std::string, Builder>& builders() {
                                 atofValue(l.arg[3]), atofValue(l.arg[4]));
        }},
       {"playflash", [](Scripter* s, const Line& l, float) -> ScriptItem* {
-         return new PlayFlash(s, l.text, lower(l.arg[0]), atolValue(l.arg[1]), atolValue(l.arg[2]));
+         return new PlayFlash(s, l.text, AsciiLower(l.arg[0]), atolValue(l.arg[1]), atolValue(l.arg[2]));
        }},
-      {"playmusic", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new PlayMusic(s, l.text, lower(l.arg[0]), atolValue(l.arg[1])); }},
+      {"playmusic", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new PlayMusic(s, l.text, AsciiLower(l.arg[0]), atolValue(l.arg[1])); }},
       {"setvolume", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new SetVolume(s, l.text, atolValue(l.arg[0])); }},
-      {"setlayer", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new SetLayer(s, l.text, lower(l.arg[0]), atolValue(l.arg[1])); }},
+      {"setlayer", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new SetLayer(s, l.text, AsciiLower(l.arg[0]), atolValue(l.arg[1])); }},
       {"removelayer", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new RemoveLayer(s, l.text, atolValue(l.arg[0])); }},
       {"clearlayers", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new ClearLayers(s, l.text); }},
       {"setlayerpos", [](Scripter* s, const Line& l, float) -> ScriptItem* {
@@ -121,10 +115,10 @@ const std::unordered_map<std::string, Builder>& builders() {
       {"setlayeradditive", [](Scripter* s, const Line& l, float) -> ScriptItem* {
          return new SetLayerAdditive(s, l.text, atolValue(l.arg[0]), atolValue(l.arg[1]) != 0);
        }},
-      {"freescene", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeScene(s, l.text, lower(l.arg[0])); }},
-      {"freeflash", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeFlash(s, l.text, lower(l.arg[0])); }},
-      {"freemusic", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeMusic(s, l.text, lower(l.arg[0])); }},
-      {"freeimage", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeImage(s, l.text, lower(l.arg[0])); }},
+      {"freescene", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeScene(s, l.text, AsciiLower(l.arg[0])); }},
+      {"freeflash", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeFlash(s, l.text, AsciiLower(l.arg[0])); }},
+      {"freemusic", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeMusic(s, l.text, AsciiLower(l.arg[0])); }},
+      {"freeimage", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new FreeImage(s, l.text, AsciiLower(l.arg[0])); }},
       {"stopscene", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new StopScene(s, l.text); }},
       {"stopflash", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new StopFlash(s, l.text); }},
       {"stopmusic", [](Scripter* s, const Line& l, float) -> ScriptItem* { return new StopMusic(s, l.text); }},
@@ -142,7 +136,7 @@ Line tokenize(std::string text) {
     if (pos == line.text.size()) break;
     const std::size_t end = line.text.find_first_of(" \t", pos);
     std::string token = line.text.substr(pos, end == std::string::npos ? std::string::npos : end - pos);
-    if (index < 0) line.command = lower(std::move(token));
+    if (index < 0) line.command = AsciiLower(std::move(token));
     else line.arg[index] = std::move(token);
     ++index;
     if (end == std::string::npos) break;
