@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -35,6 +37,17 @@ std::string TempDir::write(const std::string& name, const Bytes& bytes) const {
     std::fclose(f);
   }
   return path;
+}
+
+CurrentDirectory::CurrentDirectory(const std::string& path) {
+  char cwd[4096];
+  if (!::getcwd(cwd, sizeof cwd)) ADD_FAILURE() << "cannot read the current directory";
+  m_previous = cwd;
+  if (::chdir(path.c_str()) != 0) ADD_FAILURE() << "cannot enter " << path;
+}
+
+CurrentDirectory::~CurrentDirectory() {
+  if (::chdir(m_previous.c_str()) != 0) ADD_FAILURE() << "cannot return to " << m_previous;
 }
 
 Bytes buildArchive(const std::vector<TestEntry>& entries, std::uint32_t directoryFilterId) {

@@ -24,6 +24,19 @@ class TempDir {
   std::string m_path;
 };
 
+// Makes a folder the process's current directory for as long as it lives
+// (loose files are looked up there), then returns to the previous one.
+class CurrentDirectory {
+ public:
+  explicit CurrentDirectory(const std::string& path);
+  ~CurrentDirectory();
+  CurrentDirectory(const CurrentDirectory&) = delete;
+  CurrentDirectory& operator=(const CurrentDirectory&) = delete;
+
+ private:
+  std::string m_previous;
+};
+
 struct TestEntry {
   std::string name;
   Bytes data;

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <string>
@@ -21,9 +20,6 @@ namespace {
 class ResourceFileTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char cwd[4096];
-    ASSERT_NE(::getcwd(cwd, sizeof cwd), nullptr);
-    m_oldDir = cwd;
     ArchiveWriter writer;
     ASSERT_TRUE(writer.add("both.txt", "from the archive", 16, CFL_FILTER_ZLIB));
     ASSERT_TRUE(writer.add("archived.txt", "0123456789", 10, 0x00010001));
@@ -32,19 +28,15 @@ class ResourceFileTest : public ::testing::Test {
     ASSERT_TRUE(writer.finish(&image));
     ASSERT_EQ(m_archive.Open(m_dir.write("show.cfl", image).c_str()), 1);
     m_dir.write("both.txt", bytesOf("from disk"));
-    ASSERT_EQ(::chdir(m_dir.path().c_str()), 0);
     g_archive = &m_archive;
   }
-  void TearDown() override {
-    g_archive = nullptr;
-    ASSERT_EQ(::chdir(m_oldDir.c_str()), 0);
-  }
+  void TearDown() override { g_archive = nullptr; }
 
   static std::string contents(ResourceFile* f) { return std::string(reinterpret_cast<char*>(f->data), f->size); }
 
   TempDir m_dir;
+  CurrentDirectory m_inDir{m_dir.path()};
   CFLArchive m_archive;
-  std::string m_oldDir;
 };
 
 }  // namespace

@@ -86,7 +86,7 @@ class MusicPlayerTest : public ::testing::Test {
 
   static Bytes s_mp3;
   static Decoded s_ref;
-  SoundTempDir m_dir;
+  TempDir m_dir;
   CFLArchive m_archive;
   std::string m_oldDir;
 };

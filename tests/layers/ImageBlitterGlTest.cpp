@@ -18,7 +18,6 @@
 #include "platform/os/MessageBox.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <functional>
@@ -52,10 +51,6 @@ std::vector<D3DCOLOR> distinctTexels(int width, int height, int salt = 0) {
 class ImageBlitterGl : public gltest::GlDeviceTest {
  protected:
   void SetUp() override {
-    char cwd[4096];
-    ASSERT_NE(::getcwd(cwd, sizeof cwd), nullptr);
-    m_oldDir = cwd;
-    ASSERT_EQ(::chdir(m_dir.path().c_str()), 0);
     SetMessageBoxHook([](const char*, const char*, UINT) { return IDOK; });
     gltest::DeviceOptions options;
     options.width = kScreenWidth;
@@ -65,7 +60,6 @@ class ImageBlitterGl : public gltest::GlDeviceTest {
   void TearDown() override {
     GlDeviceTest::TearDown();  // EndScene, and every blitter must be gone by now
     SetMessageBoxHook(nullptr);
-    ASSERT_EQ(::chdir(m_oldDir.c_str()), 0);
   }
 
   std::unique_ptr<ImageBlitter> load(const std::string& name, const Bytes& file) {
@@ -125,9 +119,7 @@ class ImageBlitterGl : public gltest::GlDeviceTest {
   }
 
   TempDir m_dir;
-
- private:
-  std::string m_oldDir;
+  CurrentDirectory m_inDir{m_dir.path()};
 };
 
 }  // namespace

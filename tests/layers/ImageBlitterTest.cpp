@@ -9,7 +9,6 @@
 #include "platform/os/MessageBox.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 
@@ -20,10 +19,6 @@ namespace {
 class ImageBlitterTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char cwd[4096];
-    ASSERT_NE(::getcwd(cwd, sizeof cwd), nullptr);
-    m_oldDir = cwd;
-    ASSERT_EQ(::chdir(dir.path().c_str()), 0);
     SetMessageBoxHook([](const char*, const char*, UINT) { return IDOK; });
     device = RecordingDevice::createOffscreen();
     device->BeginScene();  // draws are only valid inside a scene
@@ -31,7 +26,6 @@ class ImageBlitterTest : public ::testing::Test {
   void TearDown() override {
     if (device) device->Release();
     SetMessageBoxHook(nullptr);
-    ASSERT_EQ(::chdir(m_oldDir.c_str()), 0);
   }
 
   std::unique_ptr<ImageBlitter> load(const std::string& name) {
@@ -52,10 +46,8 @@ class ImageBlitterTest : public ::testing::Test {
   }
 
   TempDir dir;
+  CurrentDirectory inDir{dir.path()};
   RecordingDevice* device = nullptr;
-
- private:
-  std::string m_oldDir;
 };
 
 using ImageBlitterDeathTest = ImageBlitterTest;

@@ -8,7 +8,6 @@
 #include "script/DemoClock.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 void setClockMs(double ms) {
   LARGE_INTEGER frequency;
@@ -17,17 +16,13 @@ void setClockMs(double ms) {
 }
 
 void ScriptTest::SetUp() {
-  char cwd[4096];
-  ASSERT_NE(::getcwd(cwd, sizeof cwd), nullptr);
-  oldDir = cwd;
-  ASSERT_EQ(::chdir(dir.path().c_str()), 0);
   SetMessageBoxHook([](const char*, const char*, UINT) { return IDOK; });
   setClockMs(0);
   StartDemoClock();
   soundForceOutput(FSOUND_OUTPUT_OFFLINE);  // music mixes into memory, no device
   AtlAxWinInit();
   device = RecordingDevice::createOffscreen();
-    device->BeginScene();  // draws are only valid inside a scene
+  device->BeginScene();  // draws are only valid inside a scene
   scripter = std::make_unique<Scripter>(device, 800, 600);
 }
 
@@ -36,7 +31,6 @@ void ScriptTest::TearDown() {
   if (device) device->Release();
   ClearPerformanceCounterOverride();
   SetMessageBoxHook(nullptr);
-  ASSERT_EQ(::chdir(oldDir.c_str()), 0);
 }
 
 Scripter& ScriptTest::load(const std::string& name, float baseTime) {

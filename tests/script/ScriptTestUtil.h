@@ -24,7 +24,7 @@ class ScriptTest : public ::testing::Test {
   Scripter& load(const std::string& name = "demo.vxc", float baseTime = 0);
 
   TempDir dir;
-  std::string oldDir;
+  CurrentDirectory inDir{dir.path()};
   RecordingDevice* device = nullptr;
   std::unique_ptr<Scripter> scripter;
 };

@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <numbers>
 #include <sys/types.h>
 
@@ -117,23 +115,4 @@ float maxDifference(const float* a, const float* b, std::size_t count) {
   float worst = 0.0f;
   for (std::size_t i = 0; i < count; ++i) worst = std::max(worst, std::fabs(a[i] - b[i]));
   return worst;
-}
-
-SoundTempDir::SoundTempDir() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "vxsound-XXXXXX").string();
-  if (::mkdtemp(pattern.data())) m_path = pattern;
-}
-
-SoundTempDir::~SoundTempDir() {
-  std::error_code ignored;
-  if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
-}
-
-std::string SoundTempDir::write(const std::string& name, const Bytes& bytes) const {
-  const std::string file = m_path + "/" + name;
-  if (std::FILE* f = std::fopen(file.c_str(), "wb")) {
-    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-  }
-  return file;
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "ArchiveTestUtil.h"  // TempDir
+
 using Bytes = std::vector<unsigned char>;
 
 // A signal whose every stretch is different, so that a misplaced start shows:
@@ -31,15 +33,3 @@ Decoded decodeMp3(const Bytes& mp3);
 // Largest |a[i] - b[i]| over the common length; counts = compared floats.
 float maxDifference(const float* a, const float* b, std::size_t count);
 
-// A fresh directory under the system's temporary directory, removed with
-// its contents.
-class SoundTempDir {
- public:
-  SoundTempDir();
-  ~SoundTempDir();
-  std::string write(const std::string& name, const Bytes& bytes) const;
-  const std::string& path() const { return m_path; }
-
- private:
-  std::string m_path;
-};

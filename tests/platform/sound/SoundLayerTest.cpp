@@ -22,7 +22,7 @@ constexpr float kSeekTolerance = 1e-4f;
 class SoundLayerTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    s_dir = new SoundTempDir;
+    s_dir = new TempDir;
     s_mono = encodeTestMp3(TestSignal{});
     s_stereo = encodeTestMp3(TestSignal{kRate, 2, kRate * 2});
     s_monoPath = s_dir->write("mono.mp3", s_mono);
@@ -62,13 +62,13 @@ class SoundLayerTest : public ::testing::Test {
     return maxDifference(mix.data(), ref.stereo.data() + from * 2, mix.size());
   }
 
-  static SoundTempDir* s_dir;
+  static TempDir* s_dir;
   static Bytes s_mono, s_stereo;
   static std::string s_monoPath, s_stereoPath;
   static Decoded s_monoRef, s_stereoRef;
 };
 
-SoundTempDir* SoundLayerTest::s_dir = nullptr;
+TempDir* SoundLayerTest::s_dir = nullptr;
 Bytes SoundLayerTest::s_mono, SoundLayerTest::s_stereo;
 std::string SoundLayerTest::s_monoPath, SoundLayerTest::s_stereoPath;
 Decoded SoundLayerTest::s_monoRef, SoundLayerTest::s_stereoRef;
