@@ -1,21 +1,33 @@
 #!/usr/bin/env python3
 """Converts a 24/32-bit ZPixmap XWD file (what Xvfb -fbdir keeps) to PNG.
-Usage: xwd2png.py IN.xwd OUT.png [SCALE]   (SCALE 2 keeps every second pixel)"""
+Usage: xwd2png.py IN.xwd OUT.png [SCALE]   (SCALE 2 keeps every second pixel)
+       xwd2png.py --colours IN.xwd          (prints how many colours a sample of
+                                             every 97th pixel holds)"""
 import struct
 import sys
 import zlib
 
 
-def main(src, dst, scale=1):
+def read_xwd(src):
+    """The header fields and the pixel bytes of an XWD file."""
     data = open(src, "rb").read()
     fields = struct.unpack(">25I", data[:100])
-    header_size, _, pixmap_format, _, width, height = fields[:6]
+    return fields, data[fields[0] + fields[19] * 12:]
+
+
+def count_colours(src):
+    fields, pixels = read_xwd(src)
+    step = fields[11] // 8
+    return len({pixels[i:i + 3] for i in range(0, len(pixels) - 3, step * 97)})
+
+
+def main(src, dst, scale=1):
+    fields, pixels = read_xwd(src)
+    _, _, pixmap_format, _, width, height = fields[:6]
     byte_order, bits_per_pixel, bytes_per_line = fields[7], fields[11], fields[12]
     red_mask, green_mask, blue_mask = fields[14:17]
-    ncolors = fields[19]
     if pixmap_format != 2 or bits_per_pixel not in (24, 32):
         sys.exit("xwd2png: only 24/32-bit ZPixmap images are supported")
-    pixels = data[header_size + ncolors * 12:]
     step = bits_per_pixel // 8
     order = "<" if byte_order == 0 else ">"
 
@@ -43,6 +55,9 @@ def main(src, dst, scale=1):
 
 
 if __name__ == "__main__":
+    if len(sys.argv) == 3 and sys.argv[1] == "--colours":
+        print(count_colours(sys.argv[2]))
+        sys.exit(0)
     if len(sys.argv) not in (3, 4):
         sys.exit(__doc__)
     main(sys.argv[1], sys.argv[2], int(sys.argv[3]) if len(sys.argv) == 4 else 1)

@@ -99,15 +99,7 @@ if [ -f "$player.cfl" ]; then
   sleep 9
   cp "$work/fb/Xvfb_screen0" "$work/shot.xwd"
   # Mid-show the screen holds many colours (backdrop, title, stars), not a blank.
-  colours=$(python3 - "$work/shot.xwd" <<'PY'
-import struct, sys
-data = open(sys.argv[1], "rb").read()
-f = struct.unpack(">25I", data[:100])
-pixels = data[f[0] + f[19] * 12:]
-step = f[11] // 8
-print(len({pixels[i:i + 3] for i in range(0, len(pixels) - 3, step * 97)}))
-PY
-)
+  colours=$(python3 "$here/../../scripts/xwd2png.py" --colours "$work/shot.xwd")
   if [ "${colours:-0}" -lt 50 ]; then echo "  screenshot has only ${colours:-0} colours"; fi
   [ -n "$screenshot" ] && python3 "$here/../../scripts/xwd2png.py" "$work/shot.xwd" "$screenshot" 2
   for _ in $(seq 600); do [ -f "$dir/rc" ] && break; sleep 0.1; done
