@@ -15,4 +15,8 @@ class Processor : public Base {
   virtual void ClearQueues() {}
   virtual void Render() {}
   virtual void QueueNode(Group* node) { (void)node; }
+  // Draws a quad over the whole viewport with the caller's texture and blend
+  // states (the scene cross-fade uses the default processor's); a processor
+  // that draws no quads does nothing.
+  virtual void DrawFullscreenQuad() {}
 };

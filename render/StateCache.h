@@ -51,6 +51,7 @@ class StateCache {
 
   BOOL glowOnly = FALSE;             // set by the glow pass around its inner draw
   float aspect = 1.33333f;           // width / height for every camera; never changed
+  bool shadowsUsed = false;          // a light of the scene file has its shadow flag set (set by the loader)
   IDirect3DDevice9* device;          // not owned
   std::map<std::string, IDirect3DTexture9*> textures;  // one reference each
 };

@@ -37,7 +37,7 @@ struct TriangleFrame {
 struct VertexLinks {
   std::vector<TriangleFrame*> triangles;  // one entry per use (a triangle naming the vertex twice is listed twice)
   std::uint32_t smoothingKey = 0;
-  std::vector<std::uint32_t> twins;       // other vertices with the same position bits and key
+  std::vector<std::uint32_t> twins;       // other vertices with an equal position and key, ascending
 };
 
 class VertexBuffer : public Base {
@@ -49,15 +49,22 @@ class VertexBuffer : public Base {
   virtual float BoundValue() const;
 
   // Triangle frames from the index buffer, each vertex's triangle list, and
-  // the twins: exactly the pairs with bit-equal positions (float equality)
-  // and equal smoothing keys, found by hashing rather than comparing every
-  // pair.
+  // the twins: exactly the pairs with equal positions (float equality, so
+  // -0 equals +0 and NaN equals nothing) and equal smoothing keys, found by
+  // hashing rather than comparing every pair. Replaces earlier lists.
+  // Index values past the vertices keep their triangle but no link entry.
   void BuildAdjacency(const IndexBuffer& ib);
   void ComputeTriangleFrames();
   void ComputeVertexFrames();
   // Recomputes the frames, locks the whole device buffer and copies the
   // vertices. A lock failure is fatal ("Vertex buffer lock failed!").
+  // Without a device buffer (a mesh that was never linked) only the frames
+  // are recomputed.
   void Upload();
+
+  // Vertices that both `vertices` and `links` hold (normally vertexCount);
+  // indices at or past it are never followed.
+  std::uint32_t usableVertexCount() const;
 
   LitVertex* vertexAt(std::uint32_t i) { return reinterpret_cast<LitVertex*>(vertices.data()) + i; }
   const LitVertex* vertexAt(std::uint32_t i) const {

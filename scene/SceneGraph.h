@@ -76,6 +76,7 @@ class SceneGraph {
   Processor* defaultProcessor = nullptr;    // the first processor; not owned
   std::uint32_t nextId = 0;                 // scene id counter
   float ambientColor[4] = {0, 0, 0, 1};     // r, g, b, a; black until the file sets it
+  float gamma = 1.0f;                       // set by the script while the scene is current
   bool prepared = false;
   bool loaded = false;
 };

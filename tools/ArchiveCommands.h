@@ -12,3 +12,4 @@ int listCommand(const Args& args);
 int extractCommand(const Args& args);
 int appendCommand(const Args& args);
 int renderCommand(const Args& args);
+int inspectCommand(const Args& args);

@@ -18,6 +18,7 @@ const Command kCommands[] = {
     {"extract", extractCommand, "write entries of an archive to files"},
     {"append", appendCommand, "append an archive to a program"},
     {"render", renderCommand, "play a show off screen into PNG frames, a WAV and an MP4"},
+    {"inspect", inspectCommand, "load a scene file and print its objects (tree or JSON)"},
 };
 
 int usage(std::FILE* out) {

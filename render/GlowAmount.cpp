@@ -1,0 +1,3 @@
+#include "render/GlowAmount.h"
+
+float GlowAmount = 0.007f;
