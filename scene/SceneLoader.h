@@ -78,6 +78,7 @@ class VXKSceneLoader : public SceneLoader {
 
  private:
   class Chunk;
+  std::uint32_t nextKeyTime(Chunk& c, std::uint32_t time) const;
   void readChunk(std::uint16_t type, std::uint16_t version, std::uint32_t objectId, Chunk& c);
   void readNode(Group& node, std::uint16_t type, std::uint16_t version, Chunk& c);
   void nodeKeys(Group& node);

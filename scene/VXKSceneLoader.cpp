@@ -479,6 +479,14 @@ void VXKSceneLoader::readTexture(std::uint32_t objectId, Chunk& c) {
   }
 }
 
+// New key layout: a byte delta (255: a u32 delta follows instead), scaled
+// and added to the running time, whole milliseconds.
+std::uint32_t VXKSceneLoader::nextKeyTime(Chunk& c, std::uint32_t time) const {
+  std::uint32_t delta = c.u8();
+  if (delta == kLongDelta) delta = c.u32();
+  return VxkTimeToUnsigned(float(delta) * animScale + float(time));
+}
+
 // Key times: the new layout accumulates deltas from the whole part of the
 // offset (each step truncated, unsigned); the old layout spaces the samples
 // evenly over [firstSample, lastSample] (unsigned division) and adds keys at
@@ -493,9 +501,7 @@ void VXKSceneLoader::readPRSAnimation(std::uint16_t version, Chunk& c) {
     const std::uint32_t count = c.u32();
     std::uint32_t time = VxkTimeToUnsigned(animOffset);
     for (std::uint32_t k = 0; k < count; ++k) {
-      std::uint32_t delta = c.u8();
-      if (delta == kLongDelta) delta = c.u32();
-      time = VxkTimeToUnsigned(float(delta) * animScale + float(time));
+      time = nextKeyTime(c, time);
       c.prsParts(value, flags);
       controller->addKey(KeyPRS{float(time), value});
     }
@@ -531,9 +537,7 @@ void VXKSceneLoader::readFloatAnimation(std::uint16_t version, Chunk& c) {
     const std::uint32_t count = c.u32();
     std::uint32_t time = VxkTimeToUnsigned(animOffset);
     for (std::uint32_t k = 0; k < count; ++k) {
-      std::uint32_t delta = c.u8();
-      if (delta == kLongDelta) delta = c.u32();
-      time = VxkTimeToUnsigned(float(delta) * animScale + float(time));
+      time = nextKeyTime(c, time);
       controller->addKey(KeyFloat{float(time), c.f32()});
     }
   } else {
