@@ -1,19 +1,63 @@
-// Keyframe, shake, vertex and camera-activator controllers, and animations
-// built from a configuration text.
+// Control fields of every animatable class; keyframe, shake, vertex and
+// camera-activator controllers; animations built from a configuration text.
 #include "render/VertexBuffer.h"
-#include "render/StateCache.h"
 #include "scene/Camera.h"
 #include "scene/CameraActivatorController.h"
 #include "scene/KeyframeFloatController.h"
 #include "scene/KeyframePRSController.h"
+#include "scene/Light.h"
+#include "scene/Material.h"
+#include "scene/Mesh.h"
 #include "scene/ShakeController.h"
+#include "scene/Sprite.h"
+#include "scene/Texture.h"
 #include "scene/VertexController.h"
-#include "tests/scene/NodeTestSupport.h"
+#include "tests/scene/SceneTestSupport.h"
 
 #include <cmath>
 #include <limits>
 
 namespace {
+
+using ControllerTest = SceneTest;
+
+TEST_F(ControllerTest, ControlFieldNamesPerClassAreCaseSensitive) {
+  auto* group = makeNode<Group>("g");
+  auto* camera = makeNode<Camera>("c");
+  auto* light = makeNode<Light>("l");
+  auto* material = make<Material>();
+  auto* sprite = make<Sprite>();
+  auto* cloud = make<SpriteCloud>();
+  auto* animated = make<AnimatedTexture>();
+  const std::vector<std::tuple<Preparable*, const char*, float*>> known = {
+      {group, "VISTRACK", &group->visibility},       {camera, "FOVTRACK", &camera->fov},
+      {camera, "NearClip", &camera->nearClip},       {camera, "FarClip", &camera->farClip},
+      {camera, "VISTRACK", &camera->visibility},     {light, "Intensity", &light->intensity},
+      {light, "Shadow Multiplier", &light->intensity}, {light, "ColorB", &light->color[2]},
+      {light, "ColorA", &light->color[3]},           {light, "Shadow ColorR", &light->shadowColor[0]},
+      {light, "Shadow ColorA", &light->shadowColor[3]}, {light, "VISTRACK", &light->visibility},
+      {material, "OPACITY", &material->opacity},     {sprite, "Size", &sprite->size},
+      {cloud, "Size", &cloud->size},                 {animated, "Active Image", &animated->activeImage},
+      {animated, "Tex U Offset", &animated->uOffset}, {animated, "Tex V Offset", &animated->vOffset},
+      {animated, "Tex U Scale", &animated->uScale},  {animated, "Tex V Scale", &animated->vScale}};
+  for (const auto& [owner, name, field] : known) EXPECT_EQ(owner->getControlField(name), field) << name;
+
+  const std::vector<std::tuple<Preparable*, const char*, const char*>> unknown = {
+      {group, "vistrack", "Group: Invalid control field!"},    {group, "FOVTRACK", "Group: Invalid control field!"},
+      {group, nullptr, "Group: Invalid control field!"},       {camera, "farclip", "Group: Invalid control field!"},
+      {light, "Shadow ColorX", "Group: Invalid control field!"}, {material, "opacity", "Material: Invalid control field!"},
+      {material, "VISTRACK", "Material: Invalid control field!"}, {make<Mesh>(), "VISTRACK", "Mesh: Invalid control field!"},
+      {sprite, "size", "Sprite: Invalid control field!"},      {cloud, "VISTRACK", "Sprite: Invalid control field!"}};
+  for (const auto& [owner, name, message] : unknown)
+    EXPECT_EQ(fatal([&, o = owner, n = name] { o->getControlField(n); }), message) << (name ? name : "(null)");
+
+  // An animated texture shows the box but goes on, giving no field.
+  shownBoxes().clear();
+  EXPECT_EQ(animated->getControlField("active image"), nullptr);
+  ASSERT_EQ(shownBoxes().size(), 1u);
+  EXPECT_EQ(shownBoxes()[0].text, "Invalid control field in AnimatedTexture");
+  EXPECT_EQ(shownBoxes()[0].caption, "Error");
+}
 
 // A Preparable with one field "F" that counts its updates; any other name
 // gives null, as an animated texture does.
@@ -26,155 +70,104 @@ class FieldOwner : public Preparable {
   int transformUpdates = 0;
 };
 
-KeyframeFloatController makeRamp(FieldOwner& owner, bool looping) {
-  KeyframeFloatController controller(&owner, "F", looping);
-  controller.addKey({0.0f, 0.0f});
-  controller.addKey({1000.0f, 1.0f});
-  return controller;
-}
-
-TEST(KeyframeFloatControllerTest, InterpolatesAndHoldsTheEnds) {
-  FieldOwner owner;
-  KeyframeFloatController ramp = makeRamp(owner, false);
-  EXPECT_EQ(ramp.firstTime, 0.0f);
-  EXPECT_EQ(ramp.lastTime, 1000.0f);
-  const std::pair<float, float> cases[] = {{250.0f, 0.25f}, {-5.0f, 0.0f}, {1000.0f, 1.0f}, {2250.0f, 1.0f},
-                                           {999.0f, 0.999f}};
-  for (const auto& [t, expected] : cases) {
-    ramp.update(t);
-    EXPECT_FLOAT_EQ(owner.value, expected) << "t = " << t;
+TEST(KeyframeFloatControllerTest, InterpolatesHoldsTheEndsOrLoops) {
+  struct Case {
+    bool looping;
+    float firstKey, t, expected;
+  };
+  // Keys (first, 0) and (first + 1000, 1).
+  for (const Case& c : {Case{false, 0, 250, 0.25f}, Case{false, 0, -5, 0}, Case{false, 0, 1000, 1},
+                        Case{false, 0, 2250, 1}, Case{false, 0, 999, 0.999f}, Case{true, 0, 2250, 0.25f},
+                        Case{true, 0, 1000, 0},  // exactly the last time wraps to s = 0
+                        Case{true, 0, -5, 0}, Case{true, 500, 2750, 0.25f}}) {
+    FieldOwner owner;
+    KeyframeFloatController ramp(&owner, "F", c.looping);
+    ramp.addKey({c.firstKey, 0.0f});
+    ramp.addKey({c.firstKey + 1000.0f, 1.0f});
+    ramp.update(c.t);
+    EXPECT_FLOAT_EQ(owner.value, c.expected) << "looping " << c.looping << " t " << c.t;
+    EXPECT_EQ(owner.plainUpdates, 1);
+    EXPECT_EQ(owner.transformUpdates, 0);
   }
-  EXPECT_EQ(owner.plainUpdates, 5);
-  EXPECT_EQ(owner.transformUpdates, 0);
 }
 
-TEST(KeyframeFloatControllerTest, LoopingRepeatsTheKeyRange) {
+TEST(KeyframeFloatControllerTest, RepeatedUnsortedAndDegenerateKeys) {
   FieldOwner owner;
-  KeyframeFloatController ramp = makeRamp(owner, true);
-  ramp.update(2250.0f);
-  EXPECT_FLOAT_EQ(owner.value, 0.25f);
-  // Exactly the last time wraps to the first segment with s = 0.
-  ramp.update(1000.0f);
-  EXPECT_EQ(owner.value, 0.0f);
-  ramp.update(-5.0f);
-  EXPECT_EQ(owner.value, 0.0f);
-
-  KeyframeFloatController shifted(&owner, "F", true);
-  shifted.addKey({500.0f, 10.0f});
-  shifted.addKey({1500.0f, 20.0f});
-  shifted.update(2750.0f);  // 1250 after the first key, minus one period
-  EXPECT_FLOAT_EQ(owner.value, 12.5f);
-}
-
-TEST(KeyframeFloatControllerTest, RepeatedKeyTimeUsesItsLastKey) {
-  FieldOwner owner;
-  KeyframeFloatController controller(&owner, "F", false);
-  controller.addKey({0.0f, 0.0f});
-  controller.addKey({500.0f, 1.0f});
-  controller.addKey({500.0f, 2.0f});
-  controller.addKey({1000.0f, 3.0f});
-  controller.update(500.0f);
-  EXPECT_EQ(owner.value, 2.0f);
-  controller.update(750.0f);
+  KeyframeFloatController repeated(&owner, "F", false);
+  for (KeyFloat key : {KeyFloat{0, 0}, KeyFloat{500, 1}, KeyFloat{500, 2}, KeyFloat{1000, 3}}) repeated.addKey(key);
+  repeated.update(500.0f);
+  EXPECT_EQ(owner.value, 2.0f);  // a repeated time uses its last key
+  repeated.update(750.0f);
   EXPECT_FLOAT_EQ(owner.value, 2.5f);
-}
 
-TEST(KeyframeFloatControllerTest, UnsortedKeysNeverReadBeforeTheFirstKey) {
-  FieldOwner owner;
-  KeyframeFloatController controller(&owner, "F", false);
-  controller.addKey({1000.0f, 1.0f});
-  controller.addKey({0.0f, 5.0f});
-  EXPECT_EQ(controller.firstTime, 0.0f);
-  EXPECT_EQ(controller.lastTime, 1000.0f);
-  // The first greater key is the first stored one: read as the start.
-  controller.update(250.0f);
-  EXPECT_EQ(owner.value, 1.0f);
-  controller.sortKeys();
-  controller.update(250.0f);
+  KeyframeFloatController unsorted(&owner, "F", false);
+  unsorted.addKey({1000.0f, 1.0f});
+  unsorted.addKey({0.0f, 5.0f});
+  EXPECT_EQ(unsorted.firstTime, 0.0f);
+  EXPECT_EQ(unsorted.lastTime, 1000.0f);
+  unsorted.update(250.0f);
+  EXPECT_EQ(owner.value, 1.0f);  // never reads before the first stored key
+  unsorted.sortKeys();
+  unsorted.update(250.0f);
   EXPECT_FLOAT_EQ(owner.value, 4.0f);
-}
 
-TEST(KeyframeFloatControllerTest, DegenerateKeySetsLeaveOrHoldTheField) {
-  FieldOwner owner;
-  KeyframeFloatController empty(&owner, "F", true);
+  FieldOwner untouched;
+  KeyframeFloatController empty(&untouched, "F", true);
   empty.update(100.0f);
-  EXPECT_EQ(owner.value, -7.0f);
-  EXPECT_EQ(owner.plainUpdates, 0);
-
-  // One key, looping: no period to repeat; the key holds everywhere.
-  KeyframeFloatController single(&owner, "F", true);
-  single.addKey({100.0f, 3.0f});
-  single.update(5000.0f);
-  EXPECT_EQ(owner.value, 3.0f);
-  single.update(0.0f);
-  EXPECT_EQ(owner.value, 3.0f);
-
-  // An unknown field on a tolerant target: nothing written, no update.
-  FieldOwner other;
-  KeyframeFloatController unknown(&other, "G", false);
+  KeyframeFloatController unknown(&untouched, "G", false);  // tolerant target: no field
   EXPECT_EQ(unknown.field, nullptr);
   unknown.addKey({0.0f, 1.0f});
   unknown.update(0.0f);
-  EXPECT_EQ(other.value, -7.0f);
-  EXPECT_EQ(other.plainUpdates, 0);
+  EXPECT_EQ(untouched.value, -7.0f);
+  EXPECT_EQ(untouched.plainUpdates, 0);
+
+  KeyframeFloatController single(&owner, "F", true);  // looping with no period: the key holds
+  single.addKey({100.0f, 3.0f});
+  for (float t : {5000.0f, 0.0f}) {
+    single.update(t);
+    EXPECT_EQ(owner.value, 3.0f) << t;
+  }
 }
 
-using ControllerFatalTest = SceneTest;
-
-TEST_F(ControllerFatalTest, FailedKeySearchIsFatal) {
+TEST_F(ControllerTest, FailedKeySearchAndUnknownNodeFieldsAreFatal) {
   FieldOwner owner;
-  KeyframeFloatController ramp = makeRamp(owner, false);
-  EXPECT_FATAL(ramp.update(std::numeric_limits<float>::quiet_NaN()), "Mit\xE4hittoo");
+  KeyframeFloatController ramp(&owner, "F", false);
+  ramp.addKey({0.0f, 0.0f});
+  ramp.addKey({1000.0f, 1.0f});
+  EXPECT_EQ(fatal([&] { ramp.update(std::numeric_limits<float>::quiet_NaN()); }), "Mit\xE4hittoo");
+  Group* node = makeNode<Group>("node");  // resolved at construction
+  EXPECT_EQ(fatal([&] { KeyframeFloatController(node, "Visibility", false); }), "Group: Invalid control field!");
 }
 
-TEST_F(ControllerFatalTest, UnknownFieldOfANodeIsFatalAtConstruction) {
-  Group* node = makeNode<Group>("node");
-  EXPECT_FATAL(KeyframeFloatController(node, "Visibility", false), "Group: Invalid control field!");
-}
+TEST_F(ControllerTest, PRSBlendsPositionAndScaleAndSlerpsTheRotation) {
+  Group* node = makeNode<Group>("node", 1, 2, 3);
+  KeyframePRSController none(node, true);
+  none.update(10.0f);
+  EXPECT_EQ(node->prs.position, D3DXVECTOR3(1, 2, 3));  // no keys: the node keeps its transform
 
-using KeyframePRSControllerTest = SceneTest;
-
-TEST_F(KeyframePRSControllerTest, BlendsPositionAndScaleAndSlerpsTheRotation) {
-  Group* node = makeNode<Group>("node");
   KeyframePRSController controller(node, false);
-  KeyPRS from{0.0f, PRS{}};
   KeyPRS to{1000.0f, PRS{}};
   to.prs.position = D3DXVECTOR3(10, 20, 30);
   to.prs.scale = D3DXVECTOR3(3, 5, 7);
   to.prs.rotation = D3DXQUATERNION(0, 0, std::sin(D3DX_PI / 4), std::cos(D3DX_PI / 4));  // 90° about z
   controller.addKey(to);
-  controller.addKey(from);
+  controller.addKey(KeyPRS{0.0f, PRS{}});
   controller.sortKeys();
-
   controller.update(500.0f);
-  EXPECT_FLOAT_EQ(node->prs.position.x, 5.0f);
-  EXPECT_FLOAT_EQ(node->prs.position.z, 15.0f);
+  expectNear(node->prs.position, 5, 10, 15);
   EXPECT_FLOAT_EQ(node->prs.scale.y, 3.0f);
-  // Halfway is 45° about z, a unit quaternion (a component blend would give
-  // (0, 0, 0.354, 0.854)).
+  // 45° about z, a unit quaternion (a component blend gives (0, 0, 0.354, 0.854)).
   EXPECT_NEAR(node->prs.rotation.z, std::sin(D3DX_PI / 8), 1e-6f);
   EXPECT_NEAR(node->prs.rotation.w, std::cos(D3DX_PI / 8), 1e-6f);
-  // The node was recomputed.
-  EXPECT_FLOAT_EQ(node->world._41, 5.0f);
-
+  EXPECT_FLOAT_EQ(node->world._41, 5.0f);  // the node was recomputed
   controller.update(1200.0f);
-  EXPECT_EQ(node->prs.position, to.prs.position);
   EXPECT_EQ(node->prs.rotation, to.prs.rotation);
   EXPECT_EQ(node->world._43, 30.0f);
   controller.update(-1.0f);
   EXPECT_EQ(node->prs.scale, D3DXVECTOR3(1, 1, 1));
 }
 
-TEST_F(KeyframePRSControllerTest, WithoutKeysTheNodeKeepsItsTransform) {
-  Group* node = makeNode<Group>("node", 1, 2, 3);
-  KeyframePRSController controller(node, true);
-  controller.update(10.0f);
-  EXPECT_EQ(node->prs.position, D3DXVECTOR3(1, 2, 3));
-}
-
-using ShakeControllerTest = SceneTest;
-
-TEST_F(ShakeControllerTest, RisesFallsAndAccumulatesOnTheNode) {
+TEST_F(ControllerTest, ShakeRisesFallsAndAccumulatesOnTheNode) {
   Group* node = makeNode<Group>("node");
   // Period parameter 1000: one oscillation per ms; at t = k + 0.25 the sine
   // is 1 and the angle equals the amplitude.
@@ -188,105 +181,84 @@ TEST_F(ShakeControllerTest, RisesFallsAndAccumulatesOnTheNode) {
   }
   EXPECT_FALSE(shake.active);
   EXPECT_TRUE(shake.decaying);
-  // Angles 0.125 + 0.25 + 0.375 + 0.5 + 0.25 = 1.5 rad of roll, all kept.
+  // 0.125 + 0.25 + 0.375 + 0.5 + 0.25 = 1.5 rad of roll, all kept.
   EXPECT_NEAR(node->prs.rotation.z, std::sin(0.75f), 1e-4f);
-  EXPECT_NEAR(node->prs.rotation.w, std::cos(0.75f), 1e-4f);
   EXPECT_NEAR(node->world._12, std::sin(1.5f), 1e-4f);
-
   const D3DXQUATERNION settled = node->prs.rotation;
   shake.update(9.25f);
   EXPECT_EQ(node->prs.rotation, settled);
+
+  Group* still = makeNode<Group>("still");
+  ShakeController zeroPeriod(still, 0.0f, 0.0f, 0.5f, 0, 0.5f, 0.5f);
+  zeroPeriod.update(0.0f);
+  zeroPeriod.update(1.0f);
+  EXPECT_EQ(still->prs.rotation, D3DXQUATERNION(0, 0, 0, 1));
 }
 
-TEST_F(ShakeControllerTest, ShakeTurnsBeforeTheNodesOwnRotation) {
+TEST_F(ControllerTest, ShakeTurnsBeforeTheNodesOwnRotation) {
   Group* node = makeNode<Group>("node");
-  node->prs.rotation = D3DXQUATERNION(std::sin(D3DX_PI / 4), 0, 0, std::cos(D3DX_PI / 4));  // 90° about x
-  // Pitch axis, full amplitude from the first frame, sine 1 at t = 0.25.
-  ShakeController shake(node, 0.0f, 1000.0f, 0.5f, 1, 1.0f, 1.0f);
-  shake.update(0.25f);
-  D3DXMATRIX pitch, quarter, expected, got;
-  D3DXMatrixRotationX(&pitch, 0.5f);
+  D3DXMATRIX quarter;
   D3DXMatrixRotationX(&quarter, D3DX_PI / 2);
-  D3DXMatrixMultiply(&expected, &pitch, &quarter);
-  D3DXMatrixRotationQuaternion(&got, &node->prs.rotation);
-  for (int r = 1; r <= 3; ++r)
-    for (int c = 1; c <= 3; ++c) EXPECT_NEAR(element(got, r, c), element(expected, r, c), 1e-5f);
-
-  // Yaw about y does not commute with the x turn: check the order.
-  node->prs.rotation = D3DXQUATERNION(std::sin(D3DX_PI / 4), 0, 0, std::cos(D3DX_PI / 4));
-  ShakeController yaw(node, 0.0f, 1000.0f, 0.5f, 0, 1.0f, 1.0f);
-  yaw.update(0.25f);
-  D3DXMATRIX turn;
-  D3DXMatrixRotationY(&turn, 0.5f);
-  D3DXMatrixMultiply(&expected, &turn, &quarter);
-  D3DXMatrixRotationQuaternion(&got, &node->prs.rotation);
-  for (int r = 1; r <= 3; ++r)
-    for (int c = 1; c <= 3; ++c) EXPECT_NEAR(element(got, r, c), element(expected, r, c), 1e-5f);
-}
-
-TEST_F(ShakeControllerTest, ZeroPeriodDoesNotSpoilTheRotation) {
-  Group* node = makeNode<Group>("node");
-  ShakeController shake(node, 0.0f, 0.0f, 0.5f, 0, 0.5f, 0.5f);
-  shake.update(0.0f);
-  shake.update(1.0f);
-  EXPECT_EQ(node->prs.rotation, D3DXQUATERNION(0, 0, 0, 1));
+  // Axis 1 is pitch (about x), axis 0 yaw (about y, which does not commute
+  // with the node's x turn); full amplitude from the first frame.
+  for (int axis : {1, 0}) {
+    node->prs.rotation = D3DXQUATERNION(std::sin(D3DX_PI / 4), 0, 0, std::cos(D3DX_PI / 4));
+    ShakeController shake(node, 0.0f, 1000.0f, 0.5f, axis, 1.0f, 1.0f);
+    shake.update(0.25f);
+    D3DXMATRIX turn, expected, got;
+    if (axis == 1) D3DXMatrixRotationX(&turn, 0.5f);
+    else D3DXMatrixRotationY(&turn, 0.5f);
+    D3DXMatrixMultiply(&expected, &turn, &quarter);
+    D3DXMatrixRotationQuaternion(&got, &node->prs.rotation);
+    for (int r = 0; r < 3; ++r)
+      for (int c = 0; c < 3; ++c) EXPECT_NEAR(got.m[r][c], expected.m[r][c], 1e-5f) << "axis " << axis;
+  }
 }
 
 class VertexControllerTest : public SceneTest {
  protected:
-  // Two vertices, three frames: frame k puts vertex 0 at (k, 10k, 100k) and
-  // vertex 1 at (-k, 0, 1).
+  // Frame k puts vertex 0 at (k, 10k, 100k) and vertex 1 at (-k, 0, 1);
+  // frames span 1000..3000 ms.
   void SetUp() override {
     SceneTest::SetUp();
     buffer = new MultiVertexBuffer(scene->AllocateId(), scene, 2, 3);
-    for (int k = 0; k < 3; ++k) {
-      const float f = float(k);
-      buffer->frames[k] = {f, 10 * f, 100 * f, -f, 0, 1};
-    }
+    for (int k = 0; k < 3; ++k) buffer->frames[k] = {float(k), 10.0f * k, 100.0f * k, -float(k), 0, 1};
     buffer->vertexAt(0)->uv1[0] = 0.5f;
-    buffer->vertexAt(1)->uv2[1] = 0.75f;
     controller = std::make_unique<VertexController>(buffer);
     controller->startTime = 1000;
     controller->endTime = 3000;
   }
   D3DXVECTOR3 position(int vertex) { return buffer->vertexAt(vertex)->position; }
-
   MultiVertexBuffer* buffer = nullptr;
   std::unique_ptr<VertexController> controller;
 };
 
-TEST_F(VertexControllerTest, ShowsFramesAndBlendsBetweenThem) {
-  controller->update(500.0f);
-  EXPECT_EQ(position(0), D3DXVECTOR3(0, 0, 0));
-  controller->update(2000.0f);  // exactly frame 1
-  EXPECT_EQ(position(0), D3DXVECTOR3(1, 10, 100));
-  EXPECT_EQ(position(1), D3DXVECTOR3(-1, 0, 1));
-  controller->update(2500.0f);  // f = 1.5
-  EXPECT_FLOAT_EQ(position(0).x, 1.5f);
-  EXPECT_FLOAT_EQ(position(0).z, 150.0f);
-  EXPECT_FLOAT_EQ(position(1).x, -1.5f);
-  controller->update(3000.0f);
-  EXPECT_EQ(position(0), D3DXVECTOR3(2, 20, 200));
-  controller->update(9000.0f);
-  EXPECT_EQ(position(0), D3DXVECTOR3(2, 20, 200));
-  // Only positions are written.
-  EXPECT_EQ(buffer->vertexAt(0)->uv1[0], 0.5f);
-  EXPECT_EQ(buffer->vertexAt(1)->uv2[1], 0.75f);
+TEST_F(VertexControllerTest, ShowsFramesBlendsAndLoops) {
+  struct Case {
+    bool looping;
+    float t, x0, x1;
+  };
+  for (const Case& c : {Case{false, 500, 0, 0}, Case{false, 2000, 1, -1}, Case{false, 2500, 1.5f, -1.5f},
+                        Case{false, 3000, 2, -2}, Case{false, 9000, 2, -2},
+                        Case{true, 6500, 0.5f, -0.5f},  // loop 5000: 1500 in
+                        Case{true, 12000, 1, -1}}) {
+    controller->looping = c.looping;
+    controller->loopLength = 5000;
+    controller->update(c.t);
+    EXPECT_FLOAT_EQ(position(0).x, c.x0) << c.t;
+    EXPECT_FLOAT_EQ(position(0).z, 100 * c.x0) << c.t;
+    EXPECT_FLOAT_EQ(position(1).x, c.x1) << c.t;
+  }
+  EXPECT_EQ(buffer->vertexAt(0)->uv1[0], 0.5f);  // only positions are written
+
+  ASSERT_TRUE(cache().CreateDeviceVertexBuffer(*buffer));
+  const std::size_t mark = log().mark();
+  controller->update(6500.0f);
+  controller->update(6500.0f);
+  EXPECT_EQ(log().count("Lock", mark), 2u);  // uploaded on every update
 }
 
-TEST_F(VertexControllerTest, LoopsAndUploadsEveryUpdate) {
-  ASSERT_TRUE(scene->stateCache->CreateDeviceVertexBuffer(*buffer));
-  controller->looping = true;
-  controller->loopLength = 5000;
-  const std::size_t mark = device->log().mark();
-  controller->update(6500.0f);  // 1500 into the second loop: f = 0.5
-  EXPECT_FLOAT_EQ(position(0).y, 5.0f);
-  controller->update(12000.0f);  // 2000: frame 1
-  EXPECT_EQ(position(0), D3DXVECTOR3(1, 10, 100));
-  EXPECT_EQ(device->log().count("Lock", mark), 2u);
-}
-
-TEST_F(VertexControllerTest, GuardsAgainstZeroLengthsAndMissingFrames) {
+TEST_F(VertexControllerTest, GuardsAgainstZeroLengthsAndShortOrMissingFrames) {
   controller->looping = true;
   controller->loopLength = 0;  // cannot wrap: plays once
   controller->update(1e9f);
@@ -299,17 +271,15 @@ TEST_F(VertexControllerTest, GuardsAgainstZeroLengthsAndMissingFrames) {
   controller->update(2000.0f);  // an empty range shows the last frame
   EXPECT_EQ(position(0), D3DXVECTOR3(2, 20, 200));
 
+  buffer->frames[2].resize(3);  // one position only
+  buffer->vertexAt(1)->position = D3DXVECTOR3(7, 7, 7);
+  controller->update(2500.0f);
+  EXPECT_EQ(position(1), D3DXVECTOR3(7, 7, 7));
+
   buffer->frames.clear();
   buffer->vertexAt(0)->position = D3DXVECTOR3(7, 7, 7);
   controller->update(2500.0f);
   EXPECT_EQ(position(0), D3DXVECTOR3(7, 7, 7));
-}
-
-TEST_F(VertexControllerTest, ShortFramesFillOnlyWhatTheyHold) {
-  buffer->frames[2].resize(3);  // one position only
-  controller->update(5000.0f);
-  EXPECT_EQ(position(0), D3DXVECTOR3(2, 20, 200));
-  EXPECT_EQ(position(1), D3DXVECTOR3(0, 0, 0));  // untouched since construction
 }
 
 class CameraActivatorTest : public SceneTest {
@@ -340,34 +310,29 @@ TEST_F(CameraActivatorTest, LoopingSequenceSwitchesOncePerPassedTime) {
   controller.finish();
   controller.loopLength = 4000;
   EXPECT_EQ(controller.nextTime, 1000u);
-
   const std::pair<float, bool> frames[] = {{500, false},  {1000, false}, {1001, true},  {2000, false},
                                            {3001, true},  {4500, false}, {5000, false}, {5001, true},
                                            {6000, false}, {7001, true},  {9001, true},  {9500, false}};
   for (const auto& [t, switches] : frames) EXPECT_EQ(switchesAt(controller, t), switches) << "t = " << t;
-  EXPECT_TRUE(second->active == false && first->active);
 }
 
-TEST_F(CameraActivatorTest, AtMostOneSwitchPerUpdate) {
-  CameraActivatorController controller(second, false);
-  controller.addTime(1000);
-  controller.addTime(2000);
-  controller.finish();
-  controller.loopLength = 10000;
-  EXPECT_TRUE(switchesAt(controller, 2500));
-  EXPECT_EQ(controller.nextTime, 2000u);
-  EXPECT_TRUE(switchesAt(controller, 2500));
-  EXPECT_EQ(controller.nextTime, CameraActivatorController::kNone);
-  EXPECT_FALSE(switchesAt(controller, 2600));
-}
+TEST_F(CameraActivatorTest, AtMostOneSwitchPerUpdateAndNoneAfterTheLoopLength) {
+  CameraActivatorController once(second, false);
+  once.addTime(1000);
+  once.addTime(2000);
+  once.finish();
+  once.loopLength = 10000;
+  EXPECT_TRUE(switchesAt(once, 2500));
+  EXPECT_EQ(once.nextTime, 2000u);
+  EXPECT_TRUE(switchesAt(once, 2500));
+  EXPECT_EQ(once.nextTime, CameraActivatorController::kNone);
+  EXPECT_FALSE(switchesAt(once, 2600));
 
-TEST_F(CameraActivatorTest, NotLoopingStopsAfterTheLoopLength) {
-  CameraActivatorController controller(second, false);
-  controller.addTime(1000);
-  controller.finish();
-  controller.loopLength = 500;
-  EXPECT_FALSE(switchesAt(controller, 1500));
-
+  CameraActivatorController ended(second, false);
+  ended.addTime(1000);
+  ended.finish();
+  ended.loopLength = 500;
+  EXPECT_FALSE(switchesAt(ended, 1500));
   CameraActivatorController none(second, true);
   none.finish();
   none.loopLength = 100;
@@ -376,88 +341,48 @@ TEST_F(CameraActivatorTest, NotLoopingStopsAfterTheLoopLength) {
 
 using LoadAnimationsTest = SceneTest;
 
-TEST_F(LoadAnimationsTest, BuildsLoopingVisibilityFadeFromConfiguration) {
-  Group* node = makeNode<Group>("node");
-  node->config.Parse(
-      "animations = 1\n"
-      "a0.field = VISTRACK\n"
-      "a0.looping = 1\n"
-      "a0.keyframes = 2\n"
-      "a0.kf0 = 0 0\n"
-      "a0.kf1 = 1000 1\n");
-  node->loadAnimations(scene, &node->config, 0.0f, 1.0f);
-  ASSERT_EQ(scene->controllers.size(), 1u);
-  auto* controller = dynamic_cast<KeyframeFloatController*>(scene->controllers[0]);
-  ASSERT_NE(controller, nullptr);
-  EXPECT_TRUE(controller->looping);
-  EXPECT_EQ(controller->field, &node->visibility);
-
-  scene->loaded = true;
-  scene->SetTime(250.0f);
-  EXPECT_FLOAT_EQ(node->visibility, 0.25f);
-  scene->SetTime(2250.0f);
-  EXPECT_FLOAT_EQ(node->visibility, 0.25f);
-}
-
-TEST_F(LoadAnimationsTest, ScalesTimesAndReadsKeyTextsLoosely) {
+TEST_F(LoadAnimationsTest, ScalesTimesKeepsKeyOrderAndReadsKeyTextsAndLoopingLoosely) {
   Camera* camera = makeNode<Camera>("camera");
   camera->config.Parse(
-      "Animations = 2\n"
-      "a0.field = FOVTRACK\n"
-      "a0.keyframes = 5\n"
-      "a0.kf0 =   500    0.5  \n"
-      "a0.kf1 = 700\n"
-      "a0.kf2 =\n"
-      "a0.kf4 = 900 2 extra\n"
-      "a1.field = FarClip\n"
-      "a1.looping = 2\n"
-      "a1.keyframes = 1\n"
-      "a1.kf0 = 1 50\n");
+      "Animations = 3\n"
+      "a0.field = FOVTRACK\na0.keyframes = 5\n"
+      "a0.kf0 =   900    0.5  \na0.kf1 = 700\na0.kf2 =\na0.kf4 = 500 2 extra\n"
+      "a1.field = FarClip\na1.looping = 2\na1.keyframes = 1\na1.kf0 = 1 50\n"
+      "a2.field = NearClip\na2.looping = 1\na2.keyframes = 1\na2.kf0 = 0 1\n");
   camera->loadAnimations(scene, &camera->config, 100.0f, 2.0f);
-  ASSERT_EQ(scene->controllers.size(), 2u);
+  ASSERT_EQ(scene->controllers.size(), 3u);
   auto* fov = dynamic_cast<KeyframeFloatController*>(scene->controllers[0]);
   auto* far = dynamic_cast<KeyframeFloatController*>(scene->controllers[1]);
-  ASSERT_TRUE(fov != nullptr && far != nullptr);
-  ASSERT_EQ(fov->keys.size(), 3u);  // kf2 has no token, kf3 is absent
-  EXPECT_EQ(fov->keys[0].time, 1100.0f);
-  EXPECT_EQ(fov->keys[0].value, 0.5f);
-  EXPECT_EQ(fov->keys[1].time, 1500.0f);
-  EXPECT_EQ(fov->keys[1].value, 0.0f);
-  EXPECT_EQ(fov->keys[2].time, 1900.0f);
-  EXPECT_EQ(fov->keys[2].value, 2.0f);
+  auto* near = dynamic_cast<KeyframeFloatController*>(scene->controllers[2]);
+  ASSERT_TRUE(fov && far && near);
+  ASSERT_EQ(fov->keys.size(), 3u);  // kf2 has no token, kf3 is absent; written order kept
+  const std::pair<float, float> keys[] = {{1900, 0.5f}, {1500, 0}, {1100, 2}};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(fov->keys[i].time, keys[i].first) << i;
+    EXPECT_EQ(fov->keys[i].value, keys[i].second) << i;
+  }
   EXPECT_EQ(fov->field, &camera->fov);
   EXPECT_FALSE(fov->looping);
   EXPECT_FALSE(far->looping);  // only 1 means looping
+  EXPECT_TRUE(near->looping);
+  EXPECT_EQ(near->field, &camera->nearClip);
   EXPECT_EQ(far->field, &camera->farClip);
   EXPECT_EQ(far->keys[0].time, 102.0f);
 }
 
-TEST_F(LoadAnimationsTest, KeysStayInWrittenOrder) {
-  Group* node = makeNode<Group>("node");
-  node->config.Parse("animations = 1\na0.field = VISTRACK\na0.keyframes = 2\na0.kf0 = 1000 1\na0.kf1 = 0 0\n");
-  node->loadAnimations(scene, &node->config, 0.0f, 1.0f);
-  auto* controller = dynamic_cast<KeyframeFloatController*>(scene->controllers.at(0));
-  ASSERT_NE(controller, nullptr);
-  EXPECT_EQ(controller->keys[0].time, 1000.0f);
-  EXPECT_EQ(controller->keys[1].time, 0.0f);
-}
-
-TEST_F(LoadAnimationsTest, MissingFieldIsAnInvalidControlField) {
+TEST_F(LoadAnimationsTest, MissingFieldIsFatalAndAbsurdCountsEndQuickly) {
   Group* node = makeNode<Group>("node");
   node->config.Parse("animations = 1\na0.keyframes = 1\na0.kf0 = 0 1\n");
-  EXPECT_FATAL(node->loadAnimations(scene, &node->config, 0.0f, 1.0f), "Group: Invalid control field!");
-}
+  EXPECT_EQ(fatal([&] { node->loadAnimations(scene, &node->config, 0.0f, 1.0f); }), "Group: Invalid control field!");
 
-TEST_F(LoadAnimationsTest, AbsurdCountsEndQuickly) {
-  Group* node = makeNode<Group>("node");
-  node->config.Parse("animations = 1\na0.field = VISTRACK\na0.keyframes = 2000000000\na0.kf0 = 0 1\n");
-  node->loadAnimations(scene, &node->config, 0.0f, 1.0f);
+  Group* other = makeNode<Group>("other");
+  other->config.Parse("animations = 1\na0.field = VISTRACK\na0.keyframes = 2000000000\na0.kf0 = 0 1\n");
+  other->loadAnimations(scene, &other->config, 0.0f, 1.0f);
   auto* controller = dynamic_cast<KeyframeFloatController*>(scene->controllers.at(0));
   ASSERT_NE(controller, nullptr);
   EXPECT_EQ(controller->keys.size(), 1u);
-
-  // A target that tolerates unknown names gets no endless run of
-  // field-less controllers either.
+  // A target tolerating unknown names gets no endless run of field-less
+  // controllers either.
   FieldOwner owner;
   Configuration config;
   config.Parse("animations = 2000000000\n");

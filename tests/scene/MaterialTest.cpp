@@ -1,9 +1,10 @@
 // Materials: the link-time colour folding and blend-mode rule, the
 // transparency test, the fixed-function setup of apply for the normal and
-// the glow pass, the blend states, and the colour packing helpers.
+// the glow pass, the blend states, the texture-stage reset and the colour
+// packing helpers.
 #include "scene/Material.h"
 #include "scene/Texture.h"
-#include "tests/scene/MeshTestScene.h"
+#include "tests/scene/SceneTestSupport.h"
 
 #include <limits>
 #include <vector>
@@ -38,7 +39,7 @@ class ProbeTexture : public Texture {
   std::vector<BindCall>* m_binds;
 };
 
-class MaterialTest : public GeometrySceneTest {
+class MaterialTest : public SceneTest {
  protected:
   Material* material(float opacity = 1.0f) {
     auto* m = new Material(scene->AllocateId(), scene);
@@ -46,7 +47,6 @@ class MaterialTest : public GeometrySceneTest {
     return m;
   }
   ProbeTexture* texture(bool withAlpha = false) { return new ProbeTexture(scene, withAlpha, &binds); }
-  static void use(ObjectRef& ref, Base* object) { ref.reset(std::int32_t(object->id)); }
 
   DWORD renderState(D3DRENDERSTATETYPE state) {
     DWORD value = 0xDEADBEEF;
@@ -77,20 +77,13 @@ TEST_F(MaterialTest, LinkFoldsOpacityIntoTheColoursAndBuildsTheDeviceMaterial) {
   m->specularLevel = 2.0f;
   m->selfIllumination = 0.25f;
   m->link();
-  EXPECT_EQ(m->diffuseColor[3], 0.5f);
-  EXPECT_EQ(m->specularColor[3], 0.5f);
-  EXPECT_EQ(m->ambientColor[3], 0.5f);
+  EXPECT_EQ(m->diffuseColor[3] + m->specularColor[3] + m->ambientColor[3], 1.5f);  // each alpha the opacity
   const D3DMATERIAL9& d = m->d3dMaterial;
-  EXPECT_EQ(d.Diffuse.g, 0.4f);
-  EXPECT_EQ(d.Diffuse.a, 0.5f);
+  auto rgba = [](const D3DCOLORVALUE& c) { return std::vector<float>{c.r, c.g, c.b, c.a}; };
+  EXPECT_EQ(rgba(d.Diffuse), (std::vector<float>{0.2f, 0.4f, 0.6f, 0.5f}));
   EXPECT_EQ(d.Ambient.r, 0.1f);
-  EXPECT_EQ(d.Specular.r, 1.0f);
-  EXPECT_EQ(d.Specular.g, 0.5f);
-  EXPECT_EQ(d.Specular.b, 2.0f);
-  EXPECT_EQ(d.Specular.a, 1.0f);  // 2 × the folded opacity
-  EXPECT_EQ(d.Emissive.r, 0.25f);
-  EXPECT_EQ(d.Emissive.b, 0.25f);
-  EXPECT_EQ(d.Emissive.a, 1.0f);
+  EXPECT_EQ(rgba(d.Specular), (std::vector<float>{1.0f, 0.5f, 2.0f, 1.0f}));  // × the level, alpha included
+  EXPECT_EQ(rgba(d.Emissive), (std::vector<float>{0.25f, 0.25f, 0.25f, 1.0f}));
   EXPECT_EQ(d.Power, 32.0f);
 }
 
@@ -111,27 +104,25 @@ TEST_F(MaterialTest, LinkTurnsOnlyOpaqueModeMaterialsWithAlphaDiffuseMapsToBlend
 }
 
 TEST_F(MaterialTest, TransparencyRulesApplyInOrder) {
-  Material* plain = material();
-  EXPECT_FALSE(plain->isTransparent(1.0f));
-  EXPECT_FALSE(plain->isTransparent(0.995f));  // above the 0.99 threshold
-  EXPECT_TRUE(plain->isTransparent(0.99f));
-
-  Material* faint = material(0.99f);
-  EXPECT_TRUE(faint->isTransparent(1.0f));
-
-  Material* alphaMapped = material();
-  use(alphaMapped->diffuseMap, texture(true));
-  EXPECT_TRUE(alphaMapped->isTransparent(1.0f));
-  Material* opaqueMapped = material();
-  use(opaqueMapped->diffuseMap, texture(false));
-  EXPECT_FALSE(opaqueMapped->isTransparent(1.0f));
-
-  // A specular map outranks opacity and texture alpha, but not visibility.
-  Material* specular = material(0.2f);
-  use(specular->diffuseMap, texture(true));
-  use(specular->specularMap, texture());
-  EXPECT_FALSE(specular->isTransparent(1.0f));
-  EXPECT_TRUE(specular->isTransparent(0.5f));
+  struct Case {
+    float opacity;
+    int diffuse;  // 0 none, 1 texture without alpha, 2 with alpha
+    bool specularMap;
+    float visibility;
+    bool transparent;
+  };
+  // Visibility below 0.99, then a specular map (opaque), then opacity
+  // below 1, then the diffuse map's alpha.
+  for (const Case& c : {Case{1, 0, false, 1, false}, Case{1, 0, false, 0.995f, false}, Case{1, 0, false, 0.99f, true},
+                        Case{0.99f, 0, false, 1, true}, Case{1, 2, false, 1, true}, Case{1, 1, false, 1, false},
+                        Case{0.2f, 2, true, 1, false}, Case{0.2f, 2, true, 0.5f, true}}) {
+    Material* m = material(c.opacity);
+    if (c.diffuse != 0) use(m->diffuseMap, texture(c.diffuse == 2));
+    if (c.specularMap) use(m->specularMap, texture());
+    EXPECT_EQ(m->isTransparent(c.visibility), c.transparent)
+        << "opacity " << c.opacity << " diffuse " << c.diffuse << " specular " << c.specularMap << " visibility "
+        << c.visibility;
+  }
 }
 
 TEST_F(MaterialTest, ApplyWithoutTexturesLightsTheColoursAndCubesTheOpacity) {
@@ -141,6 +132,7 @@ TEST_F(MaterialTest, ApplyWithoutTexturesLightsTheColoursAndCubesTheOpacity) {
   const std::size_t mark = log().mark();
   m->apply(1.0f);
   EXPECT_TRUE(binds.empty());
+  // Lighting on, every stage reset, then the material, then the blend states.
   EXPECT_TRUE(log().containsSequence({"SetRenderState(D3DRS_LIGHTING, 1)", "SetRenderState(D3DRS_SPECULARENABLE, 1)",
                                       "SetTexture(0, NULL)", "SetTexture(7, NULL)"},
                                      mark))
@@ -149,71 +141,61 @@ TEST_F(MaterialTest, ApplyWithoutTexturesLightsTheColoursAndCubesTheOpacity) {
   const auto lastReset = log().find("SetTexture(7, NULL)", mark);
   const auto blend = log().find("SetRenderState(D3DRS_ALPHATESTENABLE, 1)", mark);
   ASSERT_TRUE(setMaterial && lastReset && blend);
-  EXPECT_LT(*lastReset, *setMaterial);  // stages reset, then the material, then the blend states
+  EXPECT_LT(*lastReset, *setMaterial);
   EXPECT_LT(*setMaterial, *blend);
   EXPECT_EQ(deviceMaterial().Diffuse.r, 0.75f);
-  EXPECT_FLOAT_EQ(deviceMaterial().Diffuse.a, 0.125f);  // 0.5³
-
-  m->apply(0.75f);  // fade 0.5
-  EXPECT_FLOAT_EQ(deviceMaterial().Diffuse.a, 0.0625f);
-  m->apply(0.5f);  // fade 0
-  EXPECT_EQ(deviceMaterial().Diffuse.a, 0.0f);
-  m->apply(std::numeric_limits<float>::quiet_NaN());
-  EXPECT_EQ(deviceMaterial().Diffuse.a, 0.0f);
+  // Alpha (opacity × fade)³ with fade = (visibility − 0.5) × 2, clamped.
+  const std::pair<float, float> alphas[] = {
+      {1.0f, 0.125f}, {0.75f, 0.0625f}, {0.5f, 0.0f}, {std::numeric_limits<float>::quiet_NaN(), 0.0f}};
+  for (const auto& [visibility, alpha] : alphas) {
+    m->apply(visibility);
+    EXPECT_FLOAT_EQ(deviceMaterial().Diffuse.a, alpha) << visibility;
+  }
 }
 
-TEST_F(MaterialTest, ApplyWithADiffuseMapDrawsWhiteWithOpacitySquared) {
-  Material* m = material(0.5f);
-  m->diffuseColor[1] = 0.3f;
-  use(m->diffuseMap, texture());
-  m->link();
-  m->apply(1.0f);
-  EXPECT_EQ(binds, (std::vector<BindCall>{{0, kStageDiffuse, 0}}));
-  const D3DMATERIAL9 d = deviceMaterial();
-  EXPECT_EQ(d.Diffuse.g, 1.0f);
-  EXPECT_FLOAT_EQ(d.Diffuse.a, 0.25f);
-  // Stages from 1 on are reset.
-  EXPECT_EQ(stageState(1, D3DTSS_TEXCOORDINDEX), 1u);
-  EXPECT_EQ(stageState(1, D3DTSS_TEXTURETRANSFORMFLAGS), DWORD(D3DTTFF_DISABLE));
-}
-
-TEST_F(MaterialTest, NormalPassBindsEveryMapInStageOrder) {
-  scene->ambientIntensity = 0.5f;
-  Material* m = material();
-  use(m->lightMap, texture());
-  use(m->diffuseMap, texture());
-  use(m->specularMap, texture());
-  use(m->sphereMap, texture());
-  use(m->modulateMap, texture());
-  m->link();
-  m->apply(1.0f);
-  EXPECT_EQ(binds, (std::vector<BindCall>{{0, kStageLightMap, 1},
-                                          {1, kStageDiffuse, 0},
-                                          {2, kStageSpecular, 0},
-                                          {3, kStageSphereMap, 0},
-                                          {4, kStageModulate, 1}}));
-  EXPECT_EQ(renderState(D3DRS_TEXTUREFACTOR), 0x80808080u);  // 0.5 in every byte
-  EXPECT_EQ(renderState(D3DRS_LIGHTING), 1u);                 // lit because of the specular map
-  EXPECT_EQ(renderState(D3DRS_SPECULARENABLE), 0u);
-  EXPECT_EQ(stageState(4, D3DTSS_TEXCOORDINDEX), 1u);         // the modulate map's set, kept
-  EXPECT_EQ(stageState(5, D3DTSS_TEXCOORDINDEX), 5u);         // reset from stage 5 on
-}
-
-TEST_F(MaterialTest, LightMapWithoutSpecularMapIsUnlitAndModulateUsesSetZeroWithoutLightMap) {
-  Material* lightMapped = material();
-  use(lightMapped->lightMap, texture());
-  lightMapped->link();
-  lightMapped->apply(1.0f);
-  EXPECT_EQ(renderState(D3DRS_LIGHTING), 0u);
-  EXPECT_EQ(renderState(D3DRS_TEXTUREFACTOR), 0xFFFFFFFFu);  // intensity multiplier 1.0
-
-  binds.clear();
-  Material* modulated = material();
-  use(modulated->modulateMap, texture());
-  modulated->link();
-  modulated->apply(1.0f);
-  EXPECT_EQ(binds, (std::vector<BindCall>{{0, kStageModulate, 0}}));
-  EXPECT_EQ(renderState(D3DRS_LIGHTING), 1u);
+TEST_F(MaterialTest, NormalPassBindsTheMapsInStageOrderWithTheirCoordinateSets) {
+  struct Case {
+    const char* maps;  // l light, d diffuse, s specular, p sphere, m modulate
+    std::vector<BindCall> binds;
+    DWORD lighting, textureFactor;
+  };
+  const Case cases[] = {
+      // Lit because of the specular map; the factor is the ambient intensity.
+      {"ldspm", {{0, kStageLightMap, 1}, {1, kStageDiffuse, 0}, {2, kStageSpecular, 0}, {3, kStageSphereMap, 0},
+                 {4, kStageModulate, 1}}, 1, 0x80808080u},
+      {"l", {{0, kStageLightMap, 1}}, 0, 0x80808080u},
+      {"m", {{0, kStageModulate, 0}}, 1, 0xFFFFFFFFu},  // no light map: set 0
+      {"d", {{0, kStageDiffuse, 0}}, 1, 0xFFFFFFFFu},
+  };
+  for (const Case& c : cases) {
+    scene->ambientIntensity = c.textureFactor == 0xFFFFFFFFu ? 1.0f : 0.5f;
+    Material* m = material(0.5f);
+    m->diffuseColor[1] = 0.3f;
+    const std::string maps = c.maps;
+    if (maps.find('l') != std::string::npos) use(m->lightMap, texture());
+    if (maps.find('d') != std::string::npos) use(m->diffuseMap, texture());
+    if (maps.find('s') != std::string::npos) use(m->specularMap, texture());
+    if (maps.find('p') != std::string::npos) use(m->sphereMap, texture());
+    if (maps.find('m') != std::string::npos) use(m->modulateMap, texture());
+    m->link();
+    binds.clear();
+    m->apply(1.0f);
+    EXPECT_EQ(binds, c.binds) << maps;
+    EXPECT_EQ(renderState(D3DRS_LIGHTING), c.lighting) << maps;
+    if (maps.find('l') != std::string::npos) {
+      EXPECT_EQ(renderState(D3DRS_TEXTUREFACTOR), c.textureFactor) << maps;
+    }
+    EXPECT_EQ(renderState(D3DRS_SPECULARENABLE), maps.find('s') == std::string::npos) << maps;
+    const DWORD used = DWORD(c.binds.size());
+    EXPECT_EQ(stageState(used - 1, D3DTSS_TEXCOORDINDEX), c.binds.back().uvSet) << maps << ": the last map's set, kept";
+    EXPECT_EQ(stageState(used, D3DTSS_TEXCOORDINDEX), used) << maps << ": reset from the next stage on";
+    EXPECT_EQ(stageState(used, D3DTSS_TEXTURETRANSFORMFLAGS), DWORD(D3DTTFF_DISABLE)) << maps;
+    // With a diffuse map the material draws white with opacity²; without it
+    // the colour stays.
+    const bool mapped = maps.find('d') != std::string::npos;
+    EXPECT_EQ(deviceMaterial().Diffuse.g, mapped ? 1.0f : 0.3f) << maps;
+    EXPECT_FLOAT_EQ(deviceMaterial().Diffuse.a, mapped ? 0.25f : 0.125f) << maps;
+  }
 }
 
 TEST_F(MaterialTest, GlowPassPutsTheSelfIlluminationColourIntoStageZero) {
@@ -238,21 +220,18 @@ TEST_F(MaterialTest, GlowPassPutsTheSelfIlluminationColourIntoStageZero) {
   // Stage 0 is taken: the reset starts at stage 1.
   EXPECT_FALSE(log().find("SetTextureStageState(0, D3DTSS_TEXCOORDINDEX, 0)", mark).has_value());
   EXPECT_TRUE(log().find("SetTextureStageState(1, D3DTSS_TEXCOORDINDEX, 1)", mark).has_value());
-}
 
-TEST_F(MaterialTest, GlowPassWithADiffuseMapUsesTheFadedAlpha) {
-  cache().glowOnly = TRUE;
-  Material* m = material(0.5f);
-  m->selfIllumination = 0.5f;
-  use(m->diffuseMap, texture());
-  use(m->lightMap, texture());
-  use(m->modulateMap, texture());
-  m->link();
-  m->apply(1.0f);
-  // K = (0.5, 0.5, 0.5, 0.5 × 0.5): opacity folded at link and once more.
-  EXPECT_EQ(renderState(D3DRS_TEXTUREFACTOR), 0x40808080u);
-  // The light map is not bound in the glow pass, but still picks the
+  // With a diffuse map: K = (0.5, 0.5, 0.5, 0.5 × 0.5), opacity folded at
+  // link and once more. The light map is not bound, but still picks the
   // modulate map's coordinate set.
+  Material* mapped = material(0.5f);
+  mapped->selfIllumination = 0.5f;
+  use(mapped->diffuseMap, texture());
+  use(mapped->lightMap, texture());
+  use(mapped->modulateMap, texture());
+  mapped->link();
+  mapped->apply(1.0f);
+  EXPECT_EQ(renderState(D3DRS_TEXTUREFACTOR), 0x40808080u);
   EXPECT_EQ(binds, (std::vector<BindCall>{{1, kStageDiffuse, 0}, {2, kStageModulate, 1}}));
 }
 
@@ -309,25 +288,32 @@ TEST_F(MaterialTest, OpaqueMaterialsWriteDepthAndUnknownModesKeepTheBlendStates)
   EXPECT_EQ(renderState(D3DRS_ZWRITEENABLE), 1u);  // left from the opaque draw
 }
 
-TEST_F(MaterialTest, OpacityIsTheOnlyControlField) {
-  Material* m = material();
-  EXPECT_EQ(m->getControlField("OPACITY"), &m->opacity);
-  EXPECT_EQ(fatalOf([&] { m->getControlField("opacity"); }), "Error|Material: Invalid control field!");
-  EXPECT_EQ(fatalOf([&] { m->getControlField("VISTRACK"); }), "Error|Material: Invalid control field!");
-}
-
 TEST(ColorPacking, ChannelsClampRoundAndIgnoreNaN) {
-  EXPECT_EQ(ColorChannelToByte(std::numeric_limits<float>::quiet_NaN()), 0);
-  EXPECT_EQ(ColorChannelToByte(-0.5f), 0);
-  EXPECT_EQ(ColorChannelToByte(0.0f), 0);
-  EXPECT_EQ(ColorChannelToByte(0.001f), 0);    // 0.755 truncated
-  EXPECT_EQ(ColorChannelToByte(0.1f), 26);     // 25.5 + 0.5
-  EXPECT_EQ(ColorChannelToByte(0.5f), 128);
-  EXPECT_EQ(ColorChannelToByte(0.998f), 254);  // 254.99 truncated
-  EXPECT_EQ(ColorChannelToByte(1.0f), 255);
-  EXPECT_EQ(ColorChannelToByte(std::numeric_limits<float>::infinity()), 255);
+  // 0.001 gives 0.755 and 0.998 gives 254.99, both truncated; 0.1 gives 25.5 + 0.5.
+  const std::pair<float, int> cases[] = {{std::numeric_limits<float>::quiet_NaN(), 0}, {-0.5f, 0}, {0.001f, 0},
+                                         {0.1f, 26}, {0.5f, 128}, {0.998f, 254}, {1.0f, 255},
+                                         {std::numeric_limits<float>::infinity(), 255}};
+  for (const auto& [channel, byte] : cases) EXPECT_EQ(ColorChannelToByte(channel), byte) << channel;
   const float rgba[4] = {1.0f, 0.5f, 0.0f, 0.25f};
   EXPECT_EQ(ColorToARGB(rgba), 0x40FF8000u);
+}
+
+TEST_F(MaterialTest, ResetTextureStagesRestoresCoordinateSetsAndClampFromTheFirstStage) {
+  for (DWORD s = 0; s < 8; ++s) {
+    device->SetTextureStageState(s, D3DTSS_TEXCOORDINDEX, 7 - s);
+    device->SetTextureStageState(s, D3DTSS_COLOROP, D3DTOP_ADD);
+    device->SetSamplerState(s, D3DSAMP_ADDRESSU, D3DTADDRESS_WRAP);
+  }
+  cache().ResetTextureStages(3);
+  DWORD value = 0;
+  for (DWORD s = 0; s < 8; ++s) {
+    EXPECT_EQ(stageState(s, D3DTSS_TEXCOORDINDEX), s < 3 ? 7 - s : s) << "stage " << s;
+    device->GetSamplerState(s, D3DSAMP_ADDRESSU, &value);
+    EXPECT_EQ(value, DWORD(s < 3 ? D3DTADDRESS_WRAP : D3DTADDRESS_CLAMP)) << "stage " << s;
+    EXPECT_EQ(stageState(s, D3DTSS_COLOROP), DWORD(D3DTOP_ADD)) << "colour ops are left alone";
+  }
+  cache().ResetTextureStages(0);
+  for (DWORD s = 0; s < 8; ++s) EXPECT_EQ(stageState(s, D3DTSS_TEXCOORDINDEX), s);
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
+// Textures: loading through the scene's cache, the stage set-ups of every
+// bind mode, the texture matrix; animated textures and sequence files.
+#include "scene/Controller.h"
 #include "scene/Texture.h"
+#include "tests/scene/SceneTestSupport.h"
 
-#include "tests/archive/ArchiveTestUtil.h"
-#include "tests/scene/TextureTestSupport.h"
-
-#include <gtest/gtest.h>
-
+#include <filesystem>
+#include <limits>
 #include <map>
-#include <string>
 
 namespace {
 
@@ -42,75 +42,62 @@ BindCalls callsSince(RecordingDevice* device, std::size_t mark, DWORD stage) {
   return out;
 }
 
-class TextureTest : public SceneObjectTest {
+class TextureTest : public SceneTest {
  protected:
   Texture* makeTexture() { return new Texture(scene->AllocateId(), scene); }
 };
 
-// ---------------------------------------------------------------------------
-// Loading
-
 TEST_F(TextureTest, AlphaComesFromTheLastThreeLettersOfTheFileNameInAnyCase) {
-  TempDir dir;
-  CurrentDirectory here(dir.path());
-  const auto tga = makeSolidTga(4, 4, 0x80FF0000);
-  // Every file holds the same TGA: the flag must follow the name, not the
-  // contents.
-  for (const char* name : {"wall.TGA", "wall.jpg", "a.png", "b.PnG", "ab", "tga"}) dir.write(name, tga);
-
-  struct Case {
-    const char* name;
-    bool alpha;
-  };
-  for (const Case& c : {Case{"wall.TGA", true}, Case{"wall.jpg", false}, Case{"a.png", true}, Case{"b.PnG", true},
-                        Case{"ab", false}, Case{"tga", true}}) {
+  // Every file holds the same TGA: the flag must follow the name.
+  const std::pair<const char*, bool> cases[] = {{"wall.TGA", true}, {"wall.jpg", false}, {"a.png", true},
+                                                {"b.PnG", true},     {"ab", false},      {"tga", true}};
+  for (const auto& [name, alpha] : cases) {
+    dir.write(name, solidTga(4, 4, 0x80FF0000));
     Texture* texture = makeTexture();
-    texture->load(c.name, true);
-    EXPECT_EQ(texture->hasAlpha(), c.alpha) << c.name;
-    EXPECT_NE(texture->d3dTexture, nullptr) << c.name;
-    EXPECT_EQ(texture->d3dTexture, scene->stateCache->textures[c.name]) << c.name;
+    texture->load(name, true);
+    EXPECT_EQ(texture->hasAlpha(), alpha) << name;
+    EXPECT_NE(texture->d3dTexture, nullptr) << name;
+    EXPECT_EQ(texture->d3dTexture, cache().textures[name]) << name;
   }
-  // Loading after an alpha file clears the flag again.
-  Texture* texture = makeTexture();
+  Texture* texture = makeTexture();  // loading after an alpha file clears the flag
   texture->load("a.png", true);
   texture->load("wall.jpg", true);
   EXPECT_FALSE(texture->hasAlpha());
   EXPECT_EQ(texture->name, "not loaded");  // the loader names a texture, not load
 }
 
-TEST_F(TextureTest, TexturesNamingOneFileShareOneDeviceTextureWithTheFirstCompression) {
-  TempDir dir;
-  CurrentDirectory here(dir.path());
-  dir.write("stone.tga", makeSolidTga(8, 8, 0xFF336699));
-
+TEST_F(TextureTest, OneDeviceTexturePerExactFileNameWithTheFirstLoadsCompression) {
+  dir.write("leaf.png", solidTga(4, 4, 0x80336699));
+  dir.write("wall.tga", solidTga(4, 4, 0xFF336699, 24));
+  dir.write("Wall.tga", solidTga(4, 4, 0xFF336699, 24));
+  auto format = [](IDirect3DTexture9* t) {
+    D3DSURFACE_DESC desc{};
+    t->GetLevelDesc(0, &desc);
+    return desc.Format;
+  };
   Texture* first = makeTexture();
   Texture* second = makeTexture();
-  first->load("stone.tga", true);
-  second->load("stone.tga", false);
+  first->load("leaf.png", true);
+  second->load("leaf.png", false);
   EXPECT_EQ(first->d3dTexture, second->d3dTexture);
-  ASSERT_EQ(device->log().count("CreateTexture"), 1u);
-  EXPECT_EQ(device->log().named("CreateTexture")[0]->raw(4), D3DFMT_DXT5);
-  // The texture is the cache's: destroying the textures does not release it.
-  EXPECT_EQ(scene->stateCache->textures.size(), 1u);
+  EXPECT_EQ(format(first->d3dTexture), D3DFMT_DXT5);
+
+  const std::size_t mark = log().mark();
+  IDirect3DTexture9* plain = cache().GetTexture("wall.tga", false);
+  std::filesystem::remove(dir.file("wall.tga"));  // cached: not read again
+  EXPECT_EQ(cache().GetTexture("wall.tga", true), plain);
+  EXPECT_NE(format(plain), D3DFMT_DXT5);
+  EXPECT_NE(cache().GetTexture("Wall.tga", false), plain);
+  EXPECT_EQ(log().count("CreateTexture", mark), 2u);
+  EXPECT_EQ(cache().textures.size(), 3u);
 }
 
-TEST_F(TextureTest, MissingFileEndsTheShowWithTheFileName) {
-  TempDir dir;
-  CurrentDirectory here(dir.path());
-  Texture* texture = makeTexture();
-  try {
-    texture->load("nowhere.png", true);
-    FAIL() << "load returned";
-  } catch (const ExitCalled& exit) {
-    EXPECT_EQ(exit.code, 0u);
-  }
-  ASSERT_EQ(recordedBoxes().size(), 1u);
-  EXPECT_EQ(recordedBoxes()[0].text, "Texture load failed: nowhere.png");
-  EXPECT_EQ(recordedBoxes()[0].caption, "Error");
+TEST_F(TextureTest, MissingOrUndecodableFilesEndTheShowWithTheFileName) {
+  dir.write("broken.png", Bytes{0x89, 'P', 'N', 'G', 1, 2, 3});
+  EXPECT_EQ(fatal([&] { makeTexture()->load("nowhere.png", true); }), "Texture load failed: nowhere.png");
+  EXPECT_EQ(fatal([&] { cache().GetTexture("broken.png", false); }), "Texture load failed: broken.png");
+  EXPECT_TRUE(cache().textures.empty());
 }
-
-// ---------------------------------------------------------------------------
-// Stage set-up
 
 struct ModeCase {
   const char* label;
@@ -183,7 +170,7 @@ TEST_F(TextureTest, EachModeSetsExactlyItsStageStatesSamplersAndTransform) {
   texture->d3dTexture = cacheTexture("t.png");
   for (const ModeCase& c : modeCases()) {
     SCOPED_TRACE(c.label);
-    scene->stateCache->glowOnly = c.glow ? TRUE : FALSE;
+    cache().glowOnly = c.glow ? TRUE : FALSE;
     DWORD stage = 2;
     const std::size_t mark = device->log().mark();
     texture->bind(stage, c.mode, 1);
@@ -254,6 +241,112 @@ TEST_F(TextureTest, StagesBeyondTheDevicesCountAreSkippedAndTheCounterStays) {
   // still gets at most eight.
   device->setMaxSimultaneousTextures(16);
   EXPECT_EQ(makeTexture()->maxStages, 8u);
+}
+
+class AnimatedTextureTest : public SceneTest {
+ protected:
+  AnimatedTexture* makeAnimated(const std::string& name = "anim.tga") {
+    auto* texture = new AnimatedTexture(scene->AllocateId(), scene);
+    texture->name = name;
+    return texture;
+  }
+  // An animated texture whose images are four cached textures f0..f3.
+  AnimatedTexture* fourImages() {
+    for (int i = 0; i < 4; ++i) frames[i] = cacheTexture("f" + std::to_string(i) + ".jpg");
+    AnimatedTexture* texture = makeAnimated();
+    texture->loadSequence("images = 4\ni0 = f0.jpg\ni1 = f1.jpg\ni2 = f2.jpg\ni3 = f3.jpg\n", 1.0f, 0.0f);
+    return texture;
+  }
+  IDirect3DTexture9* frames[4] = {};
+};
+
+TEST_F(AnimatedTextureTest, ActiveImagePicksAnImageModuloTheCountAndStaysInTheList) {
+  AnimatedTexture* texture = fourImages();
+  ASSERT_EQ(texture->images.size(), 4u);
+  EXPECT_EQ(texture->d3dTexture, frames[0]);
+
+  struct Case {
+    float activeImage;
+    int index;
+  };
+  const float huge = 1e30f;
+  for (const Case& c : {Case{2.0f, 2}, Case{5.9f, 1}, Case{3.999f, 3}, Case{-0.5f, 0}, Case{-1.0f, 3},
+                        Case{-4.5f, 0}, Case{-6.0f, 2}, Case{huge, 2147483647 % 4}, Case{-huge, 0},
+                        Case{std::numeric_limits<float>::quiet_NaN(), 0}}) {
+    texture->activeImage = c.activeImage;
+    texture->update(false);
+    EXPECT_EQ(texture->currentImage, c.index) << c.activeImage;
+    EXPECT_EQ(texture->d3dTexture, frames[c.index]) << c.activeImage;
+  }
+}
+
+TEST_F(AnimatedTextureTest, SequenceLoadsItsImagesCompressedInOrderAndAnimatesThem) {
+  dir.write("a.png", solidTga(4, 4, 0xFF0000FF));
+  dir.write("b.png", solidTga(4, 4, 0xFF00FF00));
+  dir.write("c.jpg", solidTga(4, 4, 0xFFFF0000));
+  AnimatedTexture* texture = makeAnimated("clip.tga");
+  // Keys at 0 and 1000 ms, scaled by 2 and shifted by 100: 100 and 2100.
+  texture->loadSequence(
+      "images = 3\n"
+      "i0 = a.png\ni1 = b.png\ni2 = c.jpg\n"
+      "animations = 2\n"
+      "a0.field = Active Image\na0.keyframes = 2\na0.kf0 = 0 0\na0.kf1 = 1000 3\n"
+      "a1.field = Tex U Offset\na1.keyframes = 1\na1.kf0 = 0 0.25\n",
+      2.0f, 100.0f);
+
+  const auto& cached = cache().textures;
+  ASSERT_EQ(texture->images.size(), 3u);
+  EXPECT_EQ(texture->images[0], cached.at("a.png"));
+  EXPECT_EQ(texture->images[1], cached.at("b.png"));
+  EXPECT_EQ(texture->images[2], cached.at("c.jpg"));
+  EXPECT_EQ(texture->d3dTexture, texture->images[0]);
+  EXPECT_EQ(texture->currentImage, 0);
+  EXPECT_FALSE(texture->hasAlpha()) << "the last image loaded decides";
+  for (const RecordedCall* call : device->log().named("CreateTexture")) EXPECT_EQ(call->raw(4), D3DFMT_DXT5);
+  EXPECT_EQ(texture->config.GetInt("images"), 3);
+
+  ASSERT_EQ(scene->controllers.size(), 2u);
+  Controller* image = scene->controllers[0];
+  image->update(1100.0f);  // halfway: 1.5
+  EXPECT_FLOAT_EQ(texture->activeImage, 1.5f);
+  EXPECT_EQ(texture->d3dTexture, texture->images[1]);
+  image->update(2100.0f);
+  EXPECT_EQ(texture->d3dTexture, texture->images[0]) << "3 modulo 3";
+  scene->controllers[1]->update(0.0f);
+  EXPECT_FLOAT_EQ(texture->uOffset, 0.25f);
+}
+
+TEST_F(AnimatedTextureTest, WithoutUsableImageKeysTheTextureShowsItsOwnFileAndBadFieldsAreSkipped) {
+  IDirect3DTexture9* own = cacheTexture("own.tga");
+  IDirect3DTexture9* second = cacheTexture("second.jpg");
+  struct Case {
+    const char* text;
+    std::vector<IDirect3DTexture9*> images;
+  };
+  for (const Case& c : {Case{"", {own}},
+                        Case{"images = 0\ni0 = second.jpg", {own}},
+                        Case{"images = -5\ni0 = second.jpg", {own}},
+                        Case{"images = 2\ni5 = second.jpg", {own}},
+                        Case{"images = 3\ni1 = second.jpg", {second}},
+                        // A damaged count must end quickly, not walk two
+                        // billion keys.
+                        Case{"images = 2147483647\ni0 = second.jpg", {second}}}) {
+    AnimatedTexture* texture = makeAnimated("own.tga");
+    texture->loadSequence(c.text, 1.0f, 0.0f);
+    EXPECT_EQ(texture->images, c.images) << c.text;
+    EXPECT_EQ(texture->d3dTexture, c.images[0]) << c.text;
+  }
+  EXPECT_TRUE(scene->controllers.empty());
+  EXPECT_TRUE(shownBoxes().empty());
+
+  // An unknown field only costs its animation, after a box.
+  AnimatedTexture* animated = makeAnimated("own.tga");
+  animated->loadSequence("animations = 1\na0.field = Opacity\na0.keyframes = 1\na0.kf0 = 0 1\n", 1.0f, 0.0f);
+  ASSERT_EQ(shownBoxes().size(), 1u);
+  EXPECT_EQ(shownBoxes()[0].text, "Invalid control field in AnimatedTexture");
+  EXPECT_EQ(animated->images.size(), 1u);
+  for (Controller* controller : scene->controllers) controller->update(0.0f);
+  EXPECT_EQ(animated->activeImage, 0.0f);
 }
 
 }  // namespace

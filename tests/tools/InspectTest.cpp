@@ -3,7 +3,7 @@
 #include "ArchiveTestUtil.h"
 #include "ToolRun.h"
 #include "scene/VxkWriter.h"
-#include "tests/scene/VxkTestSupport.h"
+#include "tests/scene/SceneTestSupport.h"
 #include "tools/ArchiveWriter.h"
 
 #include <gtest/gtest.h>
@@ -68,8 +68,8 @@ VxkWriter everyClass() {
 class InspectTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    dir.write("stone.tga", vxktest::solidTga(2, 2, 10, 20, 30));
-    dir.write("fire.tga", vxktest::solidTga(2, 2, 200, 100, 0));
+    dir.write("stone.tga", solidTga(2, 2, D3DCOLOR_ARGB(255, 10, 20, 30), 24));
+    dir.write("fire.tga", solidTga(2, 2, D3DCOLOR_ARGB(255, 200, 100, 0), 24));
     dir.write("fire.seq", bytesOf("images = 1\ni0 = fire.tga\n"));
     VxkWriter child;
     child.group(1, NodeRecord{.name = "inner"});
