@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -83,6 +84,15 @@ ImageBlitter::ImageBlitter(IDirect3DDevice9* device_, const char* fileName, int 
                            D3DCOLOR color_)
     : solidColor(solidColor_), color(color_), device(device_), screenHeight(std::uint32_t(height)),
       screenWidth(std::uint32_t(width)) {
+  // A failed load ends the process; a test harness's exit hook may unwind out
+  // of here instead, and then no destructor runs: what was made so far is
+  // released on the way out.
+  struct ReleaseOnUnwind {
+    ImageBlitter* self;
+    ~ReleaseOnUnwind() {
+      if (self) self->releaseResources();
+    }
+  } guard{this};
   if (solidColor) {
     imageWidth = screenWidth;
     imageHeight = screenHeight;
@@ -92,11 +102,16 @@ ImageBlitter::ImageBlitter(IDirect3DDevice9* device_, const char* fileName, int 
     loadPicture(fileName);
   }
   buildQuad();
+  guard.self = nullptr;
 }
 
-ImageBlitter::~ImageBlitter() {
+ImageBlitter::~ImageBlitter() { releaseResources(); }
+
+void ImageBlitter::releaseResources() {
   if (texture) texture->Release();
+  texture = nullptr;
   for (auto& frame : frames) frame.second->Release();
+  frames.clear();
 }
 
 // Decodes an image file into a new system-memory surface of its own size and
@@ -112,6 +127,7 @@ IDirect3DSurface9* ImageBlitter::loadSurface(const char* fileName) {
       FAILED(D3DXLoadSurfaceFromFileInMemory(surface, nullptr, nullptr, data, UINT(size), nullptr, D3DX_DEFAULT, 0,
                                              nullptr))) {
     std::free(data);
+    if (surface) surface->Release();
     imageLoadFailed(fileName);
   }
   std::free(data);
@@ -122,10 +138,11 @@ IDirect3DSurface9* ImageBlitter::loadSurface(const char* fileName) {
 }
 
 void ImageBlitter::loadPicture(const char* fileName) {
-  IDirect3DSurface9* surface = loadSurface(fileName);
+  // Released however this ends: createTexture may end the show (see the constructor).
+  const std::unique_ptr<IDirect3DSurface9, void (*)(IDirect3DSurface9*)> surface(
+      loadSurface(fileName), [](IDirect3DSurface9* s) { s->Release(); });
   createTexture();
-  copyToTexture(surface);
-  surface->Release();
+  copyToTexture(surface.get());
 }
 
 void ImageBlitter::loadSequence(const char* fileName) {

@@ -72,4 +72,5 @@ class ImageBlitter {
   void createTexture();
   void copyToTexture(IDirect3DSurface9* surface);
   void buildQuad();
+  void releaseResources();  // the texture and the sequence's frames
 };

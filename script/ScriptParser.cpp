@@ -16,6 +16,8 @@
 #include "script/SlotCommands.h"
 #include "script/TimeCommands.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -48,6 +50,10 @@ bool readScript(const char* fileName, std::string* text) {
     text->assign(buffer.data());  // stops at the first zero byte, as a C string would
     return true;
   }
+  // Only a regular file is a script: a device or a pipe ("/dev/zero",
+  // "/dev/stdin") would never end, and a folder has no text.
+  struct stat st;
+  if (::stat(fileName, &st) != 0 || !S_ISREG(st.st_mode)) return false;
   std::FILE* f = std::fopen(fileName, "rb");
   if (!f) return false;
   std::string content;

@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libgl1-mesa-dri libegl1-mesa-dev libgles-dev
   xvfb xdotool x11-utils python3
+  clang libclang-rt-14-dev
 )
 
 missing=()

@@ -2,6 +2,7 @@
 
 #include "archive/CFLArchive.h"
 #include "platform/gfx/Direct3D9.h"
+#include "platform/gfx/gl/GlDevice.h"
 #include "platform/gfx/gl/GlDirect3D.h"
 #include "platform/movie/AxHost.h"
 #include "platform/os/Clock.h"
@@ -14,6 +15,7 @@
 #include "tools/MediaWriters.h"
 #include "tools/ToolIO.h"
 
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,6 +72,18 @@ class Progress {
   const RenderOptions& m_options;
   std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
+
+// Resident memory of this process in KiB (VmRSS), or -1 when unknown.
+long residentKb() {
+  std::FILE* status = std::fopen("/proc/self/status", "r");
+  if (!status) return -1;
+  char line[256];
+  long kb = -1;
+  while (std::fgets(line, sizeof line, status))
+    if (std::sscanf(line, "VmRSS: %ld kB", &kb) == 1) break;
+  std::fclose(status);
+  return kb;
+}
 
 struct DeviceHolder {
   IDirect3D9* d3d = nullptr;
@@ -139,7 +153,23 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   setClock(0);
   StartDemoClock();  // show time 0 is counter 0
 
+  // The mix is kept only for a file that wants it (a long render would
+  // otherwise hold all of its music in memory).
+  const bool keepSound = !options.wavPath.empty() || wantVideo;
+  soundOfflineSetCollect(keepSound);
   std::vector<std::int16_t> sound;
+  const auto* glDevice = dynamic_cast<const GlDevice*>(gfx.device);
+  double nextStatsMs = options.fromMs;
+  auto printStats = [&](double ms, int frame) {
+    // In use on the heap: arena chunks plus blocks mapped on their own (the
+    // allocator moves blocks between the two as its mmap threshold adapts).
+    const struct mallinfo2 heap = mallinfo2();
+    std::printf("stats show_ms=%.0f frame=%d rss_kb=%ld heap_kb=%zu live_resources=%zu programs=%llu\n", ms, frame,
+                residentKb(), (heap.uordblks + heap.hblkhd) / 1024,
+                glDevice ? glDevice->liveResourceCount() : std::size_t(0),
+                glDevice ? static_cast<unsigned long long>(glDevice->compiledProgramCount()) : 0ull);
+    std::fflush(stdout);
+  };
   Progress progress(options.progress, options);
   {
     Scripter scripter(gfx.device, 800, 600);
@@ -168,15 +198,21 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
       }
       // The music of this frame's interval.
       soundOfflineAdvanceMs(1000.0 / options.fps);
-      soundOfflineTakeS16(&sound);  // appends
+      if (keepSound) soundOfflineTakeS16(&sound);  // appends
 
       result->frames = k + 1;
       result->lastFrameMs = ms;
       progress.frame(k + 1, ms);
+      const bool last = result->scriptEnded || (options.toMs && ms + 1000.0 / options.fps > *options.toMs);
+      if (options.statsEveryMs > 0 && (ms >= nextStatsMs || last)) {
+        printStats(ms, k);
+        while (nextStatsMs <= ms) nextStatsMs += options.statsEveryMs;
+      }
       if (result->scriptEnded) break;
     }
   }
   progress.end();
+  soundOfflineSetCollect(true);
   g_archive = nullptr;
   SetExitProcessHook(nullptr);
 

@@ -21,6 +21,11 @@ struct RenderOptions {
   std::string videoPath;      // .mp4; needs ffmpeg
   std::string wavPath;
   bool progress = true;       // a progress bar on standard error
+  // > 0: every statsEveryMs of show time (and at the last frame), one line on
+  // standard output: "stats show_ms=N frame=N rss_kb=N heap_kb=N
+  // live_resources=N" (resident memory of the process, bytes allocated and
+  // not freed on the C heap, objects alive on the device).
+  double statsEveryMs = 0;
 };
 
 struct RenderResult {

@@ -11,12 +11,14 @@ namespace {
 
 const char* kRenderHelp =
     "usage: vxtool render [--archive FILE] [--fps N] [--size WxH] [--from MS] [--to MS]\n"
-    "                     [--frames DIR] [--video FILE.mp4] [--wav FILE.wav] [--quiet]\n"
+    "                     [--frames DIR] [--video FILE.mp4] [--wav FILE.wav] [--stats MS] [--quiet]\n"
     "Plays a show off screen on a virtual clock (frame k at FROM + k * 1000 / N ms)\n"
     "and writes numbered PNG frames to DIR, the music to FILE.wav and, where ffmpeg\n"
     "is installed, an MP4 of both. The show comes from the archive FILE, or from\n"
     "loose files in the current directory (starting with demo.vxc). The run ends\n"
-    "with the script, or at --to. Defaults: 30 fps, 800x600, from 0.\n";
+    "with the script, or at --to. Defaults: 30 fps, 800x600, from 0.\n"
+    "--stats MS prints, every MS of show time, the resident memory and the count of\n"
+    "live device resources on standard output (for soak runs).\n";
 
 bool readNumber(const std::string& text, double* value) {
   char* end = nullptr;
@@ -28,7 +30,7 @@ bool readNumber(const std::string& text, double* value) {
 
 int renderCommand(const Args& args) {
   if (wantsHelp(args)) return help(kRenderHelp);
-  Parsed p = parseArgs(args, {"--archive", "--fps", "--size", "--from", "--to", "--frames", "--video", "--wav"},
+  Parsed p = parseArgs(args, {"--archive", "--fps", "--size", "--from", "--to", "--frames", "--video", "--wav", "--stats"},
                        {"--quiet"});
   if (!p.error.empty()) return fail(p.error);
   if (!p.positional.empty()) return fail("render takes no positional arguments (see vxtool render --help)");
@@ -52,9 +54,11 @@ int renderCommand(const Args& args) {
   if (const std::string* v = p.get("--frames")) options.framesDir = *v;
   if (const std::string* v = p.get("--video")) options.videoPath = *v;
   if (const std::string* v = p.get("--wav")) options.wavPath = *v;
+  if (const std::string* v = p.get("--stats"); v && (!readNumber(*v, &options.statsEveryMs) || !(options.statsEveryMs > 0)))
+    return fail("bad --stats '" + *v + "' (ms of show time, more than 0)");
   options.progress = !p.has("--quiet");
-  if (options.framesDir.empty() && options.videoPath.empty() && options.wavPath.empty())
-    return fail("render needs at least one of --frames, --video, --wav");
+  if (options.framesDir.empty() && options.videoPath.empty() && options.wavPath.empty() && options.statsEveryMs <= 0)
+    return fail("render needs at least one of --frames, --video, --wav, --stats");
 
   RenderResult result;
   std::string error;

@@ -7,6 +7,7 @@
 #include "TestImages.h"
 #include "platform/gfx/recording/RecordingDevice.h"
 #include "platform/os/MessageBox.h"
+#include "platform/os/Process.h"
 
 #include <gtest/gtest.h>
 
@@ -204,4 +205,25 @@ TEST_F(ImageBlitterDeathTest, BadPicturesEndTheShow) {
   dir.write("b.png", makePng(4, 2, solid(8, 0xFF000000)));
   dir.write("mixed.seq", bytesOf("0 a.png\n10 b.png\n"));
   EXPECT_EXIT(load("mixed.seq"), ::testing::ExitedWithCode(0), "Image load failed: b.png");
+}
+
+// A harness whose exit hook unwinds instead of ending the process (the
+// fuzzers) must get back everything a refused load made on the device.
+TEST_F(ImageBlitterTest, RefusedLoadsReleaseWhatTheyMadeWhenTheExitUnwinds) {
+  struct Refused {};
+  SetExitProcessHook([](UINT) { throw Refused{}; });
+  struct RestoreHook {
+    ~RestoreHook() { SetExitProcessHook(nullptr); }
+  } restore;
+  dir.write("a.png", makePng(2, 2, solid(4, 0xFF000000)));
+  dir.write("b.png", makePng(4, 2, solid(8, 0xFF000000)));
+  dir.write("bgr.bmp", makeBmp(2, 2, solid(4, 0xFF112233), 24));
+  dir.write("mixed.seq", bytesOf("0 a.png\n10 a.png\n20 b.png\n"));
+  dir.write("gap.seq", bytesOf("0 a.png\n10 a.png\n20 missing.png\n"));
+  dir.write("bgr.seq", bytesOf("0 bgr.bmp\n10 bgr.bmp\n"));
+  const int before = device->liveResourceCount();
+  for (const char* name : {"mixed.seq", "gap.seq", "bgr.seq", "bgr.bmp"}) {
+    EXPECT_THROW(load(name), Refused) << name;
+    EXPECT_EQ(device->liveResourceCount(), before) << name;
+  }
 }

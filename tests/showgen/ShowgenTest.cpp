@@ -18,8 +18,16 @@
 #include <unistd.h>
 
 #include "platform/d3dx/ImageDecoder.h"
+#include "platform/gfx/recording/RecordingDevice.h"
 #include "platform/movie/SwfHeader.h"
 #include "platform/sound/Mp3Decoder.h"
+#include "render/Processor.h"
+#include "render/StateCache.h"
+#include "scene/Camera.h"
+#include "scene/Mesh.h"
+#include "scene/SceneGraph.h"
+#include "scene/SceneLoader.h"
+#include "scene/Sprite.h"
 #include "tools/showgen/ShowGenerator.h"
 
 namespace fs = std::filesystem;
@@ -85,7 +93,7 @@ void checkEveryFileWritten(const fs::path& dir, const std::vector<ShowFile>& wri
     EXPECT_GT(fs::file_size(path), 0u) << path;
   }
   for (const char* name : {"title.png", "subtitle.png", "credits.png", "backdrop.jpg", "stars.png", "orb.png",
-                           "spin.seq", "spin/frame00.png", "spin/frame11.png", "tune.mp3", "intro.swf"})
+                           "spin.seq", "spin/frame00.png", "spin/frame11.png", "tune.mp3", "intro.swf", "orbit.vxk"})
     EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
 }
 
@@ -237,6 +245,59 @@ void checkMovie(const fs::path& dir) {
   EXPECT_EQ(Bytes(swf.end() - 4, swf.end()), (Bytes{0x40, 0x00, 0x00, 0x00}));
 }
 
+// Collects the names of the nodes a frame's traversal hands over.
+class NodeNames : public Processor {
+ public:
+  using Processor::Processor;
+  void QueueNode(Group* node) override { names.push_back(node->name); }
+  std::vector<std::string> names;
+};
+
+// The 3D scene loads with the player's loader (its textures are the show's
+// pictures, found beside it), and from its camera the box and the stars are
+// in view while the box orbits.
+void checkScene(const fs::path& dir) {
+  const fs::path previous = fs::current_path();
+  fs::current_path(dir);
+  RecordingDevice* device = RecordingDevice::createOffscreen(800, 600);
+  {
+    SceneGraph scene(device);
+    (new VXKSceneLoader(scene.AllocateId(), &scene))->LoadScene("orbit.vxk");
+    scene.Prepare();
+    ASSERT_NE(scene.root, nullptr);
+    ASSERT_NE(scene.activeCamera, nullptr);
+    EXPECT_EQ(scene.activeCamera->name, "Main");
+    EXPECT_EQ(scene.lights.size(), 1u);
+    EXPECT_EQ(scene.controllers.size(), 3u) << "the lamp's pulse, the orbit and the spin";
+    EXPECT_EQ(scene.stateCache->textures.size(), 2u);
+    int meshes = 0, clouds = 0;
+    for (Base* object : scene.objects) {
+      if (auto* mesh = dynamic_cast<Mesh*>(object)) {
+        ++meshes;
+        EXPECT_FLOAT_EQ(mesh->boundValue, 3.0f);
+      }
+      if (auto* cloud = dynamic_cast<SpriteCloud*>(object)) {
+        ++clouds;
+        EXPECT_NE(cloud->vertexBuffer, nullptr);
+      }
+    }
+    EXPECT_EQ(meshes, 1);
+    EXPECT_EQ(clouds, 1);
+
+    auto* seen = new NodeNames(scene.AllocateId(), &scene);
+    scene.processors.push_back(seen);
+    for (float t : {0.0f, 2000.0f, 4000.0f, 6000.0f}) {
+      seen->names.clear();
+      scene.SetTime(t);
+      scene.Render();
+      EXPECT_NE(std::find(seen->names.begin(), seen->names.end(), "Box"), seen->names.end()) << "at " << t;
+      EXPECT_NE(std::find(seen->names.begin(), seen->names.end(), "Stars"), seen->names.end()) << "at " << t;
+    }
+  }
+  device->Release();
+  fs::current_path(previous);
+}
+
 // One test per concern; each ctest process generates the show once (two
 // seconds or so), so related checks share a case.
 TEST_F(ShowgenOutput, EveryFileIsWrittenAndDecodesInTheFormatItsLayerNeeds) {
@@ -254,6 +315,8 @@ TEST_F(ShowgenOutput, TuneIsThirtyTwoSecondsOfStereoAndMovieAnEmpty800x600Movie)
   checkTune(*s_dir);
   checkMovie(*s_dir);
 }
+
+TEST_F(ShowgenOutput, SceneLoadsWithItsTexturesAndKeepsTheBoxInView) { checkScene(*s_dir); }
 
 TEST_F(ShowgenOutput, SecondRunWritesTheSameBytes) {
   const fs::path again = freshFolder("again");

@@ -8,6 +8,7 @@
 #include "tools/showgen/ImageFiles.h"
 #include "tools/showgen/Mp3Encoder.h"
 #include "tools/showgen/Pictures.h"
+#include "tools/showgen/SceneFile.h"
 #include "tools/showgen/SwfFile.h"
 #include "tools/showgen/TextCard.h"
 #include "tools/showgen/Tune.h"
@@ -50,6 +51,10 @@ std::vector<Product> pictureProducts() {
                         std::string text = "fps = " + std::to_string(kSpinFramesPerSecond) + "\n";
                         for (int frame = 0; frame < kSpinFrames; ++frame) text += spinFrameName(frame) + "\n";
                         out->assign(text.begin(), text.end());
+                        return true;
+                      }});
+  products.push_back({"orbit.vxk", [](Bytes* out, std::string*) {
+                        *out = makeOrbitScene();
                         return true;
                       }});
   products.push_back({"intro.swf", [](Bytes* out, std::string*) {

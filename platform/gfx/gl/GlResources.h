@@ -317,6 +317,7 @@ class GlShaderStage : public GlResource {
   GlShaderStage(GlDevice* device, GLenum stage, GLuint shader, std::string source, std::uint32_t id);
   ~GlShaderStage() override;
   void releaseGl() override;
+  GLenum stage() const { return m_stage; }  // GL_VERTEX_SHADER or GL_FRAGMENT_SHADER
   GLuint shader() const { return m_shader; }
   const std::string& source() const { return m_source; }
   std::uint32_t id() const { return m_id; }  // unique per device, never reused
