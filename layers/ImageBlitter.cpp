@@ -39,12 +39,6 @@ std::string trimmed(const std::string& s, const char* blanks) {
 
 }  // namespace
 
-std::uint32_t ColorChannelByte(float c) {
-  if (c >= 1.0f) return 255;
-  if (c <= 0.0f) return 0;
-  return std::uint32_t(c * 255.0f + 0.5f);
-}
-
 std::vector<ImageSequenceFrame> ParseImageSequence(const char* text) {
   std::vector<std::string> lines;
   for (const char* p = text; *p;) {

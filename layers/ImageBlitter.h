@@ -14,9 +14,6 @@
 #include <utility>
 #include <vector>
 
-// A colour channel in 0..1 as a byte: 1.0 or more gives 255, 0 or less gives
-// 0, otherwise the whole part of c * 255 + 0.5.
-std::uint32_t ColorChannelByte(float c);
 
 struct ImageSequenceFrame {
   float time;  // ms into the loop

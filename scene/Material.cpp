@@ -1,5 +1,6 @@
 #include "scene/Material.h"
 
+#include "platform/d3dx/D3DXMath.h"
 #include "platform/os/Process.h"
 #include "render/StateCache.h"
 #include "scene/SceneGraph.h"
@@ -13,16 +14,7 @@ D3DCOLORVALUE colorOf(const float rgba[4]) { return D3DCOLORVALUE{rgba[0], rgba[
 
 }  // namespace
 
-unsigned char ColorChannelToByte(float c) {
-  if (!(c > 0.0f)) return 0;  // also NaN
-  if (c >= 1.0f) return 255;
-  return static_cast<unsigned char>(c * 255.0f + 0.5f);
-}
-
-D3DCOLOR ColorToARGB(const float rgba[4]) {
-  return D3DCOLOR(ColorChannelToByte(rgba[3])) << 24 | D3DCOLOR(ColorChannelToByte(rgba[0])) << 16 |
-         D3DCOLOR(ColorChannelToByte(rgba[1])) << 8 | D3DCOLOR(ColorChannelToByte(rgba[2]));
-}
+D3DCOLOR ColorToARGB(const float rgba[4]) { return D3DXCOLOR(rgba); }
 
 Material::Material(std::uint32_t objectId, SceneGraph* owner)
     : Base(objectId, owner),
@@ -100,7 +92,7 @@ void Material::apply(float visibility) {
   } else if (light != nullptr) {
     // The light map is modulated by the scene's intensity multiplier, the
     // same byte in all four channels.
-    const DWORD level = ColorChannelToByte(scene->ambientIntensity);
+    const DWORD level = ColorChannelByte(scene->ambientIntensity);
     stateCache->SetRenderState(D3DRS_TEXTUREFACTOR, level << 24 | level << 16 | level << 8 | level);
     light->bind(stage, kStageLightMap, 1);
     stateCache->SetRenderState(D3DRS_LIGHTING, specular != nullptr ? TRUE : FALSE);

@@ -41,8 +41,6 @@ class Material : public Base, public Preparable {
   float opacity = 1.0f;                   // "OPACITY"
 };
 
-// Float colour channel to a byte: 255 at or above 1, 0 at or below 0 (and
-// for NaN), else the integer part of c × 255 + 0.5.
-unsigned char ColorChannelToByte(float c);
-// Four channels (r, g, b, a) to ARGB, alpha in the top byte.
+// Four channels (r, g, b, a) to ARGB, alpha in the top byte, each channel by
+// ColorChannelByte (platform/d3dx/D3DXMath.h).
 D3DCOLOR ColorToARGB(const float rgba[4]);

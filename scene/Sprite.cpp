@@ -3,7 +3,6 @@
 #include "platform/d3dx/D3DXMath.h"
 #include "platform/os/Process.h"
 #include "render/StateCache.h"
-#include "scene/Material.h"
 
 #include <algorithm>
 #include <cmath>
@@ -126,7 +125,7 @@ void SpriteCloud::link() {
     const float e = d * d;
 
     const float k = (1.0f - std::min(e * brightnessFalloff, 1.0f)) * brightness;
-    const DWORD b = ColorChannelToByte(k);
+    const DWORD b = ColorChannelByte(k);
     const D3DCOLOR color = D3DCOLOR_ARGB(255, b, b, b);
     const float pointSize = size * (1.0f - std::min(e * sizeFalloff, 1.0f));
 

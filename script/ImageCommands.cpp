@@ -1,5 +1,6 @@
 // "loadimage", "createcolor", "freeimage".
 #include "layers/ImageBlitter.h"
+#include "platform/d3dx/D3DXMath.h"
 #include "script/Scripter.h"
 #include "script/SlotCommands.h"
 

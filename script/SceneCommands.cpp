@@ -3,6 +3,7 @@
 // target laid over it).
 #include "script/SceneCommands.h"
 
+#include "platform/d3dx/D3DXMath.h"
 #include "platform/os/MessageBox.h"
 #include "platform/os/Process.h"
 #include "render/GlowAmount.h"
@@ -173,11 +174,7 @@ void Scripter::drawScene(float t) {
   device->SetTextureStageState(0, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
   device->SetTexture(0, xfadeTexture);
 
-  DWORD a = 0;
-  if (progress >= 1.0f)
-    a = 255;
-  else if (progress > 0.0f)
-    a = DWORD(progress * 255.0f + 0.5f);
+  const DWORD a = ColorChannelByte(progress);
   target->stateCache->SetRenderState(D3DRS_TEXTUREFACTOR, (a << 24) | 0x00FFFFFFu);
   target->stateCache->SetRenderState(D3DRS_ALPHABLENDENABLE, TRUE);
   target->stateCache->SetRenderState(D3DRS_BLENDOP, D3DBLENDOP_ADD);

@@ -228,6 +228,12 @@ struct D3DXCOLOR : D3DCOLORVALUE {
   bool operator!=(const D3DXCOLOR& c) const { return !(*this == c); }
 };
 
+// One channel of that conversion: 1.0 or more gives 255, 0 or less (and NaN)
+// gives 0, otherwise the whole part of value x 255 + 0.5. The show packs
+// every float colour it hands the device (layers, materials, particles,
+// fades) by this rule.
+D3DCOLOR ColorChannelByte(float value);
+
 static_assert(sizeof(D3DXVECTOR2) == 8 && sizeof(D3DXVECTOR3) == 12 && sizeof(D3DXVECTOR4) == 16);
 static_assert(sizeof(D3DXMATRIX) == 64 && sizeof(D3DXQUATERNION) == 16);
 static_assert(sizeof(D3DXPLANE) == 16 && sizeof(D3DXCOLOR) == 16);

@@ -212,18 +212,15 @@ D3DXCOLOR::D3DXCOLOR(D3DCOLOR argb)
                     static_cast<float>(argb & 0xFFu) / 255.0f,
                     static_cast<float>(argb >> 24) / 255.0f} {}
 
-namespace {
-
-D3DCOLOR toByte(float value) {
+D3DCOLOR ColorChannelByte(float value) {
   if (value >= 1.0f) return 0xFF;
   if (!(value > 0.0f)) return 0;  // also NaN
   return static_cast<D3DCOLOR>(value * 255.0f + 0.5f);
 }
 
-}  // namespace
-
 D3DXCOLOR::operator D3DCOLOR() const {
-  return (toByte(a) << 24) | (toByte(r) << 16) | (toByte(g) << 8) | toByte(b);
+  return (ColorChannelByte(a) << 24) | (ColorChannelByte(r) << 16) | (ColorChannelByte(g) << 8) |
+         ColorChannelByte(b);
 }
 
 D3DXCOLOR* D3DXColorAdd(D3DXCOLOR* out, const D3DXCOLOR* c1, const D3DXCOLOR* c2) {

@@ -293,7 +293,7 @@ TEST(ColorPacking, ChannelsClampRoundAndIgnoreNaN) {
   const std::pair<float, int> cases[] = {{std::numeric_limits<float>::quiet_NaN(), 0}, {-0.5f, 0}, {0.001f, 0},
                                          {0.1f, 26}, {0.5f, 128}, {0.998f, 254}, {1.0f, 255},
                                          {std::numeric_limits<float>::infinity(), 255}};
-  for (const auto& [channel, byte] : cases) EXPECT_EQ(ColorChannelToByte(channel), byte) << channel;
+  for (const auto& [channel, byte] : cases) EXPECT_EQ(ColorChannelByte(channel), DWORD(byte)) << channel;
   const float rgba[4] = {1.0f, 0.5f, 0.0f, 0.25f};
   EXPECT_EQ(ColorToARGB(rgba), 0x40FF8000u);
 }
