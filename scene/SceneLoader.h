@@ -76,9 +76,15 @@ class VXKSceneLoader : public SceneLoader {
   // gives 0).
   std::uint32_t scaleTime(std::uint32_t t) const;
 
+  // The four times of an old-layout (sampled) animation, ms after scaling.
+  struct SampleTimes {
+    std::uint32_t rangeStart = 0, rangeEnd = 0, firstSample = 0, lastSample = 0;
+  };
+
  private:
   class Chunk;
   std::uint32_t nextKeyTime(Chunk& c, std::uint32_t time) const;
+  SampleTimes readSampleTimes(Chunk& c) const;
   void readChunk(std::uint16_t type, std::uint16_t version, std::uint32_t objectId, Chunk& c);
   void readNode(Group& node, std::uint16_t type, std::uint16_t version, Chunk& c);
   void nodeKeys(Group& node);

@@ -479,6 +479,35 @@ void VXKSceneLoader::readTexture(std::uint32_t objectId, Chunk& c) {
   }
 }
 
+// Old key layout: the four times of a sampled animation, scaled and shifted.
+VXKSceneLoader::SampleTimes VXKSceneLoader::readSampleTimes(Chunk& c) const {
+  SampleTimes t;
+  t.rangeStart = scaleTime(c.u32());
+  t.rangeEnd = scaleTime(c.u32());
+  t.firstSample = scaleTime(c.u32());
+  t.lastSample = scaleTime(c.u32());
+  return t;
+}
+
+namespace {
+
+// Old key layout: count samples evenly spaced over [firstSample, lastSample]
+// (unsigned division; one sample has no step), with a key at each range end
+// that differs from the samples' end, carrying the nearest sample's value.
+// readValue() reads the next sample's value; addKey(time, value) stores a key.
+template <class ReadValue, class AddKey>
+void addSampledKeys(const VXKSceneLoader::SampleTimes& t, std::uint32_t count, ReadValue readValue, AddKey addKey) {
+  const std::uint32_t step = count > 1 ? (t.lastSample - t.firstSample) / (count - 1) : 0;
+  for (std::uint32_t k = 0; k < count; ++k) {
+    const auto value = readValue();
+    if (k == 0 && t.rangeStart != t.firstSample) addKey(float(t.rangeStart), value);
+    addKey(float(t.firstSample + k * step), value);
+    if (k + 1 == count && t.rangeEnd != t.lastSample) addKey(float(t.rangeEnd), value);
+  }
+}
+
+}  // namespace
+
 // New key layout: a byte delta (255: a u32 delta follows instead), scaled
 // and added to the running time, whole milliseconds.
 std::uint32_t VXKSceneLoader::nextKeyTime(Chunk& c, std::uint32_t time) const {
@@ -506,21 +535,18 @@ void VXKSceneLoader::readPRSAnimation(std::uint16_t version, Chunk& c) {
       controller->addKey(KeyPRS{float(time), value});
     }
   } else {
-    const std::uint32_t rangeStart = scaleTime(c.u32());
-    const std::uint32_t rangeEnd = scaleTime(c.u32());
-    const std::uint32_t firstSample = scaleTime(c.u32());
-    const std::uint32_t lastSample = scaleTime(c.u32());
+    const SampleTimes times = readSampleTimes(c);
     const std::uint32_t flags = c.u32();
     const std::uint32_t count = c.u32();
     const std::size_t valueBytes = prsValueBytes(flags);
     if (valueBytes == 0 ? count > kMaxBareKeys : count > c.remaining() / valueBytes) c.damaged();
-    const std::uint32_t step = count > 1 ? (lastSample - firstSample) / (count - 1) : 0;  // one sample: no step
-    for (std::uint32_t k = 0; k < count; ++k) {
-      c.prsParts(value, flags);
-      if (k == 0 && rangeStart != firstSample) controller->addKey(KeyPRS{float(rangeStart), value});
-      controller->addKey(KeyPRS{float(firstSample + k * step), value});
-    }
-    if (count > 0 && rangeEnd != lastSample) controller->addKey(KeyPRS{float(rangeEnd), value});
+    addSampledKeys(
+        times, count,
+        [&] {
+          c.prsParts(value, flags);
+          return value;
+        },
+        [&](float time, const PRS& prs) { controller->addKey(KeyPRS{time, prs}); });
   }
   controller->sortKeys();
   scene->controllers.push_back(controller.release());
@@ -541,20 +567,12 @@ void VXKSceneLoader::readFloatAnimation(std::uint16_t version, Chunk& c) {
       controller->addKey(KeyFloat{float(time), c.f32()});
     }
   } else {
-    const std::uint32_t rangeStart = scaleTime(c.u32());
-    const std::uint32_t rangeEnd = scaleTime(c.u32());
-    const std::uint32_t firstSample = scaleTime(c.u32());
-    const std::uint32_t lastSample = scaleTime(c.u32());
+    const SampleTimes times = readSampleTimes(c);
     const std::uint32_t count = c.u32();
     c.need(std::uint64_t(count) * 4);
-    const std::uint32_t step = count > 1 ? (lastSample - firstSample) / (count - 1) : 0;
-    float value = 0.0f;
-    for (std::uint32_t k = 0; k < count; ++k) {
-      value = c.f32();
-      if (k == 0 && rangeStart != firstSample) controller->addKey(KeyFloat{float(rangeStart), value});
-      controller->addKey(KeyFloat{float(firstSample + k * step), value});
-    }
-    if (count > 0 && rangeEnd != lastSample) controller->addKey(KeyFloat{float(rangeEnd), value});
+    addSampledKeys(
+        times, count, [&] { return c.f32(); },
+        [&](float time, float value) { controller->addKey(KeyFloat{time, value}); });
   }
   controller->sortKeys();
   scene->controllers.push_back(controller.release());
