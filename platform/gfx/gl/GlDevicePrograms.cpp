@@ -326,7 +326,10 @@ void GlDevice::uploadUniforms(Program* p) {
     glUniform4fv(p->lightAttenuation, 8, attenuation);
     glUniform4fv(p->lightSpot, 8, spot);
   }
-  if (p->ffpVertex && p->materialVersion != m_materialVersion && p->materialDiffuse >= 0) {
+  // Every material colour goes up whichever of them the program reads: a
+  // program without lights and without a use of the diffuse alpha still
+  // reads the emissive and ambient colours.
+  if (p->ffpVertex && p->materialVersion != m_materialVersion) {
     p->materialVersion = m_materialVersion;
     glUniform4fv(p->materialDiffuse, 1, &m_material.Diffuse.r);
     glUniform4fv(p->materialAmbient, 1, &m_material.Ambient.r);
