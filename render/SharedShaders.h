@@ -40,6 +40,16 @@ void ReleaseSharedShaders();
 // needs them; without them normal-mapped meshes draw fixed-function).
 bool SharedShadersReady();
 
+// One program of the set: `entry` of `source` compiled for "vs_1_1" or
+// "ps_1_1" with D3DXSHADER_DEBUG and created on the device; *table receives
+// its constant table. Failing to compile or to create ends the show: an
+// "Error" box naming the entry point (with the compiler's first error line)
+// and exit code 0. `defines` is null or ends with {nullptr, nullptr}.
+IDirect3DVertexShader9* CreateSharedVertexShader(IDirect3DDevice9* device, const char* source, const char* entry,
+                                                 const D3DXMACRO* defines, ID3DXConstantTable** table);
+IDirect3DPixelShader9* CreateSharedPixelShader(IDirect3DDevice9* device, const char* source, const char* entry,
+                                               ID3DXConstantTable** table);
+
 // A cube map whose texels hold the unit direction through them, packed as
 // (d + 1) × 127 per channel (X8R8G8B8; border texels hold exactly ±1).
 // Levels 0 means the texture's full chain. Null when creation fails.
