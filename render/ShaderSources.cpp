@@ -10,6 +10,8 @@
 //   TEXCOORDn, FOG) and matched by name between the stages. Each name has one
 //   type in every entry point, so any vertex entry point links with any
 //   pixel entry point that reads a subset of its outputs.
+// - Samplers name their texture stage with layout(binding = N), which GLSL
+//   3.30 has only through the 4.20 packing extension.
 // - Shader model 1 rules are the device's, not repeated here: COLOR outputs
 //   of a vertex stage are clamped to [0, 1] after the entry point returns,
 //   pixel-stage constants are clamped to [-1, 1], the pixel output is
@@ -115,6 +117,7 @@ void PPLVShaderEnv() {
 // Normals come from 8-bit textures, 0..255 for -1..1: N = 2 x (texel - 0.5).
 // The cube maps hold the unit direction through each texel the same way.
 const char* const LitPixelShaderSource = R"(#version 330 core
+#extension GL_ARB_shading_language_420pack : require
 in vec4 COLOR0;
 in vec2 TEXCOORD0;
 in vec3 TEXCOORD1;
