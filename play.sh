@@ -4,7 +4,7 @@
 # full screen), or, without a display, rendered off screen into out/.
 set -euo pipefail
 cd "$(dirname "$0")"
-./scripts/deps.sh
+./scripts/deps.sh --play
 ./scripts/build.sh
 ./scripts/pack-example.sh build/vxplay.cfl
 if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
