@@ -1,8 +1,12 @@
 #include "platform/os/MessageBox.h"
 
+#include "platform/os/MessageBoxDiagnosis.h"
+
 #include <SDL.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 
 namespace {
 MessageBoxHook g_messageBoxHook = nullptr;
@@ -47,7 +51,16 @@ int MessageBoxA(HWND, const char* text, const char* caption, UINT type) {
   data.buttons = buttons;
 
   int pressed = -1;
-  if (SDL_ShowMessageBox(&data, &pressed) != 0) return 0;  // no display: no box
+  if (SDL_ShowMessageBox(&data, &pressed) != 0) {
+    // No box: the caller decides what that means (the start-up question ends
+    // the program); say why first, so the user can mend it.
+    const std::string sdlError = SDL_GetError();
+    const std::string why = describeMissingMessageBox(std::getenv("DISPLAY"), std::getenv("WAYLAND_DISPLAY"));
+    std::fprintf(stderr, "MessageBox: no box could be shown: %s%s(SDL: %s)\n", why.c_str(), why.empty() ? "" : " ",
+                 sdlError.empty() ? "no reason given" : sdlError.c_str());
+    std::fflush(stderr);
+    return 0;
+  }
   if (pressed < 0) return question ? IDCANCEL : IDOK;      // closed without a button
   return pressed;
 }

@@ -66,7 +66,22 @@ finish() {  # finish EXPECTED-RC TEXT...
 case="no display exits 10"
 dir="$work/nodisplay"; mkdir -p "$dir"
 (cd "$dir" && env -u DISPLAY -u WAYLAND_DISPLAY timeout -k 5 20 "$player" >"$dir/out" 2>&1; echo $? >"$dir/rc")
-finish 10 "Couldn't open MessageBox, dying"
+finish 10 "MessageBox: no box could be shown: there is no display" "Couldn't open MessageBox, dying"
+
+# An X server with only its built-in fonts (a machine without the X core
+# fonts): SDL cannot draw the box, and the player must say why before dying.
+case="a display without the X core fonts exits 10 and says why"
+bare=":$((600 + RANDOM % 300))"
+Xvfb "$bare" -screen 0 800x600x24 -fp built-ins -nolisten tcp >/dev/null 2>&1 &
+bare_xvfb=$!
+for _ in $(seq 300); do DISPLAY=$bare xwininfo -root >/dev/null 2>&1 && break; sleep 0.1; done
+dir="$work/nofonts"; mkdir -p "$dir"
+(cd "$dir" && DISPLAY=$bare timeout -k 5 30 "$player" >"$dir/out" 2>&1; echo $? >"$dir/rc")
+kill $bare_xvfb 2>/dev/null
+why=$(grep -n "has no core font matching" "$dir/out" | head -1 | cut -d: -f1)
+dying=$(grep -n "Couldn't open MessageBox, dying" "$dir/out" | head -1 | cut -d: -f1)
+if [ -n "$why" ] && [ -n "$dying" ] && [ "$why" -gt "$dying" ]; then echo "  the reason comes after the last words"; echo 99 >"$dir/rc"; fi
+finish 10 "the X server \"$bare\" has no core font matching" "install the X core fonts" "Couldn't open MessageBox, dying"
 
 case="cancel at the question exits 5"
 start cancel ""
