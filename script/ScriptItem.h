@@ -17,4 +17,9 @@ class ScriptItem {
 
   std::string text;    // the trimmed source line; waits write their progress here
   Scripter* scripter;  // not owned
+  // Where the line came from: the script file as named (by the player or an
+  // "include") and its line in an editor's count (1-based, every line feed
+  // counted). Only tools read these; messages of the player keep its own count.
+  std::string sourceFile;
+  int sourceLine = 0;
 };

@@ -151,14 +151,24 @@ Line tokenize(std::string text) {
   return line;
 }
 
-[[noreturn]] void scriptError(const char* format, const std::string& a, const std::string& b, int lineNumber) {
+std::string scriptErrorText(const char* format, const std::string& a, const std::string& b, int lineNumber) {
   char text[1024];
   std::snprintf(text, sizeof text, format, a.c_str(), b.c_str(), lineNumber);
-  MessageBoxA(nullptr, text, "Error loading script", MB_OK);
+  return text;
+}
+
+[[noreturn]] void scriptError(const std::string& text) {
+  MessageBoxA(nullptr, text.c_str(), "Error loading script", MB_OK);
   ExitProcess(0);
 }
 
 }  // namespace
+
+std::vector<std::string> ScriptKeywords() {
+  std::vector<std::string> keywords{"include"};
+  for (const auto& entry : builders()) keywords.push_back(entry.first);
+  return keywords;
+}
 
 void Scripter::LoadScript(const char* fileName, float baseTime) {
   loadScriptFile(fileName ? fileName : "", baseTime);
@@ -171,14 +181,20 @@ void Scripter::LoadScript(const char* fileName, float baseTime) {
 
 void Scripter::loadScriptFile(const char* fileName, float baseTime) {
   std::string text;
-  if (!readScript(fileName, &text)) return;  // a missing script is not an error
+  const bool found = readScript(fileName, &text);
+  if (parseObserver)
+    parseObserver->scriptFile(fileName, found, m_openScripts.empty() ? std::string() : m_openScripts.back(),
+                              m_includeLine);
+  if (!found) return;  // a missing script is not an error
   m_openScripts.push_back(fileName);
 
-  int lineNumber = 0;
+  int lineNumber = 0;  // the player's count: a run of line feeds is one
+  int editorLine = 1;  // every line feed counts
   std::size_t pos = 0;
   while (pos < text.size()) {
     if (text[pos] == '\n') {  // a run of line feeds is one separator
       ++pos;
+      ++editorLine;
       continue;
     }
     std::size_t end = text.find('\n', pos);
@@ -194,15 +210,29 @@ void Scripter::loadScriptFile(const char* fileName, float baseTime) {
     if (line.command == "include") {
       // An include of a file that is being parsed (itself, or one that
       // includes it) would never end: it is refused like a bad command.
-      if (std::find(m_openScripts.begin(), m_openScripts.end(), line.arg[0]) != m_openScripts.end())
-        scriptError("Script %s includes itself again in script %s, line %d!", line.arg[0], fileName, lineNumber);
+      if (std::find(m_openScripts.begin(), m_openScripts.end(), line.arg[0]) != m_openScripts.end()) {
+        const std::string message =
+            scriptErrorText("Script %s includes itself again in script %s, line %d!", line.arg[0], fileName, lineNumber);
+        if (!parseObserver) scriptError(message);
+        parseObserver->refusedLine(fileName, editorLine, line.text, message);
+        continue;
+      }
+      m_includeLine = editorLine;
       LoadScript(line.arg[0].c_str(), atofValue(line.arg[1]));
       continue;
     }
     auto builder = builders().find(line.command);
-    if (builder == builders().end())
-      scriptError("Invalid command '%s' in script %s, line %d!", line.text, fileName, lineNumber);
-    items.emplace_back(builder->second(this, line, baseTime));
+    if (builder == builders().end()) {
+      const std::string message =
+          scriptErrorText("Invalid command '%s' in script %s, line %d!", line.text, fileName, lineNumber);
+      if (!parseObserver) scriptError(message);
+      parseObserver->refusedLine(fileName, editorLine, line.text, message);
+      continue;
+    }
+    ScriptItem* item = builder->second(this, line, baseTime);
+    items.emplace_back(item);
+    item->sourceFile = fileName;
+    item->sourceLine = editorLine;
   }
   m_openScripts.pop_back();
 }

@@ -19,6 +19,25 @@
 
 class SceneGraph;
 class FlashPlayer;
+
+// What the parser tells a checking tool; the player has none. With an
+// observer, a line the player would refuse is handed to it and parsing goes
+// on with the next line, instead of the message box and the end of the
+// process. Lines: 1-based, every line feed counted (an editor's count).
+class ScriptParseObserver {
+ public:
+  virtual ~ScriptParseObserver() = default;
+  // A script file was asked for; found is false when it is neither in the
+  // archive nor on disk (the player skips it silently). includedFrom is
+  // empty for the first script.
+  virtual void scriptFile(const std::string& file, bool found, const std::string& includedFrom, int line) = 0;
+  // The player's own message for a refused line (an unknown command, an
+  // include that would never end).
+  virtual void refusedLine(const std::string& file, int line, const std::string& text, const std::string& message) = 0;
+};
+
+// The script's keywords, "include" among them, in no particular order.
+std::vector<std::string> ScriptKeywords();
 class MP3Player;
 class ImageBlitter;
 
@@ -82,6 +101,7 @@ class Scripter {
   float xfadeSpeed = 1.0f;
   IDirect3DTexture9* xfadeTexture = nullptr;  // 512 x 512 render target
   IDirect3DSurface9* xfadeDepth = nullptr;    // 512 x 512 depth-stencil
+  ScriptParseObserver* parseObserver = nullptr;  // not owned; null in the player
 
  private:
   void loadScriptFile(const char* fileName, float baseTime);
@@ -98,4 +118,5 @@ class Scripter {
   // Names of the script files being parsed, outermost first: an include of
   // one of them would never end, and is refused.
   std::vector<std::string> m_openScripts;
+  int m_includeLine = 0;  // editor's line of the "include" being followed, for the observer
 };

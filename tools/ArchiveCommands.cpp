@@ -5,8 +5,10 @@
 #include "tools/ArchiveWriter.h"
 #include "tools/FilterSpec.h"
 #include "tools/CommandLine.h"
+#include "tools/ShowPacker.h"
 #include "tools/ToolIO.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +18,7 @@ namespace {
 
 const char* kPackHelp =
     "usage: vxtool pack OUT.cfl [--filter SPEC] [-C DIR] [--force] NAME...\n"
+    "       vxtool pack --show SCRIPT OUT.cfl [-C DIR] [--force]   (see pack --show --help)\n"
     "Writes a stand-alone archive holding each file NAME (read from DIR, default\n"
     "the current directory) under the entry name NAME exactly as given.\n"
     "SPEC: none, zlib (default), delta8, delta16, delta32, or a delta joined to\n"
@@ -77,6 +80,7 @@ int extractOne(CFLArchive& archive, const std::string& name, const std::string* 
 }  // namespace
 
 int packCommand(const Args& args) {
+  if (std::find(args.begin(), args.end(), "--show") != args.end()) return packShowCommand(args);
   if (wantsHelp(args)) return help(kPackHelp);
   Parsed p = parseArgs(args, {"--filter", "-C"}, {"--force"});
   if (!p.error.empty()) return fail(p.error);

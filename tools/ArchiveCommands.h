@@ -13,3 +13,4 @@ int extractCommand(const Args& args);
 int appendCommand(const Args& args);
 int renderCommand(const Args& args);
 int inspectCommand(const Args& args);
+int checkCommand(const Args& args);

@@ -19,6 +19,7 @@ const Command kCommands[] = {
     {"append", appendCommand, "append an archive to a program"},
     {"render", renderCommand, "play a show off screen into PNG frames, a WAV and an MP4"},
     {"inspect", inspectCommand, "load a scene file and print its objects (tree or JSON)"},
+    {"check", checkCommand, "report every problem of a show before it plays"},
 };
 
 int usage(std::FILE* out) {
