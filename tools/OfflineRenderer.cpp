@@ -13,13 +13,13 @@
 #include "script/DemoClock.h"
 #include "script/Scripter.h"
 #include "tools/MediaWriters.h"
+#include "tools/RenderProgress.h"
 #include "tools/ToolIO.h"
 
 #include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -44,34 +44,6 @@ std::string shellQuote(const std::string& s) {
   for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return out + "'";
 }
-
-class Progress {
- public:
-  Progress(bool enabled, const RenderOptions& o) : m_enabled(enabled), m_options(o) {}
-  void frame(int done, double showMs) {
-    if (!m_enabled) return;
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
-    const double rate = seconds > 0 ? done / seconds : 0;
-    char line[160];
-    if (m_options.toMs && *m_options.toMs > m_options.fromMs) {
-      const double part = std::min(1.0, (showMs - m_options.fromMs) / (*m_options.toMs - m_options.fromMs));
-      const int filled = int(part * 30);
-      std::snprintf(line, sizeof line, "\rrender [%-30.*s] %3d%%  %d frames  show %.2f s  %.1f fps ", filled,
-                    "==============================", int(part * 100), done, showMs / 1000, rate);
-    } else {
-      std::snprintf(line, sizeof line, "\rrender  %d frames  show %.2f s  %.1f fps ", done, showMs / 1000, rate);
-    }
-    std::fputs(line, stderr);
-  }
-  void end() {
-    if (m_enabled) std::fputs("\n", stderr);
-  }
-
- private:
-  bool m_enabled;
-  const RenderOptions& m_options;
-  std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-};
 
 // Resident memory of this process in KiB (VmRSS), or -1 when unknown.
 long residentKb() {
@@ -170,7 +142,9 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
                 glDevice ? static_cast<unsigned long long>(glDevice->compiledProgramCount()) : 0ull);
     std::fflush(stdout);
   };
-  Progress progress(options.progress, options);
+  std::optional<RenderProgress> progress;
+  if (options.progress)
+    progress.emplace(stderr, RenderProgress::styleFor(stderr), options.fromMs, options.toMs);
   {
     Scripter scripter(gfx.device, 800, 600);
     scripter.LoadScript("demo.vxc", 0.0f);
@@ -202,7 +176,7 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
 
       result->frames = k + 1;
       result->lastFrameMs = ms;
-      progress.frame(k + 1, ms);
+      if (progress) progress->frame(k + 1, ms);
       const bool last = result->scriptEnded || (options.toMs && ms + 1000.0 / options.fps > *options.toMs);
       if (options.statsEveryMs > 0 && (ms >= nextStatsMs || last)) {
         printStats(ms, k);
@@ -211,7 +185,7 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
       if (result->scriptEnded) break;
     }
   }
-  progress.end();
+  if (progress) progress->end();
   soundOfflineSetCollect(true);
   g_archive = nullptr;
   SetExitProcessHook(nullptr);

@@ -20,7 +20,7 @@ struct RenderOptions {
   std::string framesDir;      // empty: no frames kept (a video still gets them)
   std::string videoPath;      // .mp4; needs ffmpeg
   std::string wavPath;
-  bool progress = true;       // a progress bar on standard error
+  bool progress = true;       // on standard error: a bar on a terminal, else a line per tenth
   // > 0: every statsEveryMs of show time (and at the last frame), one line on
   // standard output: "stats show_ms=N frame=N rss_kb=N heap_kb=N
   // live_resources=N" (resident memory of the process, bytes allocated and
