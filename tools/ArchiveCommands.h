@@ -14,3 +14,4 @@ int appendCommand(const Args& args);
 int renderCommand(const Args& args);
 int inspectCommand(const Args& args);
 int checkCommand(const Args& args);
+int convertCommand(const Args& args);
