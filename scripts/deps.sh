@@ -19,6 +19,7 @@ esac
 packages=(
   build-essential cmake pkg-config
   zlib1g-dev libsdl2-dev libx11-dev libepoxy-dev libmpg123-dev libmp3lame-dev libpng-dev libjpeg-dev libstb-dev
+  libassimp-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libgl1-mesa-dri libegl1-mesa-dev libgles-dev
   xvfb xdotool x11-utils xfonts-base python3
