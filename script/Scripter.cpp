@@ -1,6 +1,7 @@
 #include "script/Scripter.h"
 
 #include "layers/ImageBlitter.h"
+#include "render/GlowTargets.h"
 #include "script/DemoClock.h"
 
 Scripter::Scripter(IDirect3DDevice9* device_, int width_, int height_)
@@ -11,7 +12,9 @@ Scripter::Scripter(IDirect3DDevice9* device_, int width_, int height_)
   device->CreateTexture(512, 512, 1, D3DUSAGE_RENDERTARGET, D3DFMT_A8R8G8B8, D3DPOOL_DEFAULT, &xfadeTexture,
                         nullptr);
   device->CreateDepthStencilSurface(512, 512, D3DFMT_D24S8, D3DMULTISAMPLE_NONE, 0, TRUE, &xfadeDepth, nullptr);
-  createRenderTargets();
+  // The shared shaders, then the glow's targets; a shader that does not
+  // compile ends the show, a target that cannot be made only skips the glow.
+  CreateGlowTargets(device);
 }
 
 Scripter::~Scripter() {
@@ -23,7 +26,8 @@ Scripter::~Scripter() {
   closeMusic();
   if (xfadeTexture) xfadeTexture->Release();
   if (xfadeDepth) xfadeDepth->Release();
-  releaseRenderTargets();
+  // Also releases the shared shaders.
+  ReleaseGlowTargets();
 }
 
 bool Scripter::Update(float) {

@@ -111,9 +111,6 @@ class Scripter {
   // The music system's set-up and close (music commands' file).
   void initMusic();
   void closeMusic();
-  // The shared shaders and glow targets of the scene renderer.
-  void createRenderTargets();
-  void releaseRenderTargets();
 
   // Names of the script files being parsed, outermost first: an include of
   // one of them would never end, and is refused.
