@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
@@ -108,28 +109,38 @@ class GltfBuilder {
 };
 
 // A box of half-size 1 about the origin as glTF mesh 0 (24 vertices, each
-// face with its own normal, counter-clockwise seen from outside) with
-// material 0. Returns the "meshes" member.
-inline std::string gltfBox(GltfBuilder& gltf) {
+// face with its own normal, counter-clockwise seen from outside). Faces in
+// the order +x, -x, +y, -y, +z, -z take the materials given (one primitive
+// per material). Returns the "meshes" member.
+inline std::string gltfBox(GltfBuilder& gltf, const std::vector<int>& faceMaterials = {0, 0, 0, 0, 0, 0}) {
   static const float kFaces[6][3][3] = {
       {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}},  {{-1, 0, 0}, {0, 0, 1}, {0, 1, 0}}, {{0, 1, 0}, {0, 0, 1}, {1, 0, 0}},
       {{0, -1, 0}, {1, 0, 0}, {0, 0, 1}}, {{0, 0, 1}, {1, 0, 0}, {0, 1, 0}},  {{0, 0, -1}, {0, 1, 0}, {1, 0, 0}},
   };
   std::vector<float> positions, normals;
-  std::vector<std::uint16_t> indices;
   for (const auto& face : kFaces) {
-    const std::uint16_t base = std::uint16_t(positions.size() / 3);
     for (const auto& [s, t] : {std::pair{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}) {
       for (int k = 0; k < 3; ++k) {
         positions.push_back(face[0][k] + float(s) * face[1][k] + float(t) * face[2][k]);
         normals.push_back(face[0][k]);
       }
     }
-    for (int i : {0, 1, 2, 0, 2, 3}) indices.push_back(std::uint16_t(base + i));
   }
-  const int p = gltf.floats(positions, "VEC3", true), n = gltf.floats(normals, "VEC3"), i = gltf.shorts(indices);
-  return "\"meshes\":[{\"primitives\":[{\"attributes\":{\"POSITION\":" + std::to_string(p) +
-         ",\"NORMAL\":" + std::to_string(n) + "},\"indices\":" + std::to_string(i) + ",\"material\":0}]}]";
+  const int p = gltf.floats(positions, "VEC3", true), n = gltf.floats(normals, "VEC3");
+  std::string primitives;
+  std::vector<int> done;
+  for (int material : faceMaterials) {
+    if (std::find(done.begin(), done.end(), material) != done.end()) continue;
+    done.push_back(material);
+    std::vector<std::uint16_t> indices;
+    for (std::uint16_t face = 0; face < 6; ++face)
+      if (faceMaterials[face] == material)
+        for (int i : {0, 1, 2, 0, 2, 3}) indices.push_back(std::uint16_t(face * 4 + i));
+    primitives += std::string(primitives.empty() ? "" : ",") + "{\"attributes\":{\"POSITION\":" + std::to_string(p) +
+                  ",\"NORMAL\":" + std::to_string(n) + "},\"indices\":" + std::to_string(gltf.shorts(indices)) +
+                  ",\"material\":" + std::to_string(material) + "}";
+  }
+  return "\"meshes\":[{\"primitives\":[" + primitives + "]}]";
 }
 
 // Model files written into the scratch folder, converted into out/ by the
