@@ -2,6 +2,7 @@
 
 #include "archive/CFLArchive.h"
 #include "archive/ResourceFilter.h"
+#include "tools/ArchiveListing.h"
 #include "tools/ArchiveWriter.h"
 #include "tools/FilterSpec.h"
 #include "tools/CommandLine.h"
@@ -25,9 +26,12 @@ const char* kPackHelp =
     "zlib with '+' (delta16+zlib). The directory is stored with zlib.\n"
     "An existing OUT is only replaced with --force.\n";
 const char* kListHelp =
-    "usage: vxtool list ARCHIVE...\n"
+    "usage: vxtool list ARCHIVE... [--json]\n"
     "Opens the archives in order (later ones override earlier entries) and prints\n"
-    "one line per entry: decoded size, filter id, name (tab-separated).\n";
+    "one line per entry: the stored and unpacked sizes in bytes, the filter as\n"
+    "pack --filter spells it, and the name; then the totals. --json prints the\n"
+    "same as one JSON object for scripts. A damaged entry's stored size shows\n"
+    "as ? (null in JSON), and the exit code is then 1.\n";
 const char* kExtractHelp =
     "usage: vxtool extract ARCHIVE NAME [-o FILE] [--force]\n"
     "       vxtool extract ARCHIVE --all -C DIR [--force]\n"
@@ -114,16 +118,20 @@ int packCommand(const Args& args) {
 
 int listCommand(const Args& args) {
   if (wantsHelp(args)) return help(kListHelp);
-  Parsed p = parseArgs(args, {}, {});
+  Parsed p = parseArgs(args, {}, {"--json"});
   if (!p.error.empty()) return fail(p.error);
   if (p.positional.empty()) return fail("list needs at least one ARCHIVE (see vxtool list --help)");
   CFLArchive archive;
   std::string error;
   for (const auto& path : p.positional)
     if (!openArchive(archive, path, &error)) return fail(error);
-  for (const CFLEntry* entry : archive.Entries())
-    std::printf("%u\t0x%08X\t%s\n", entry->size, entry->filterId, entry->name.c_str());
-  return std::fflush(stdout) == 0 ? 0 : fail("cannot write to standard output");
+  const std::vector<ListedEntry> entries = listEntries(archive);
+  const std::string listing = p.has("--json") ? listingJson(entries) : listingText(entries);
+  if (std::fwrite(listing.data(), 1, listing.size(), stdout) != listing.size() || std::fflush(stdout) != 0)
+    return fail("cannot write to standard output");
+  const auto damaged = std::count_if(entries.begin(), entries.end(), [](const ListedEntry& e) { return !e.stored; });
+  if (damaged) return fail(std::to_string(damaged) + " entries have data past the end of their file (damaged archive)");
+  return 0;
 }
 
 int extractCommand(const Args& args) {

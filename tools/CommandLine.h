@@ -19,8 +19,19 @@ struct Parsed {
 };
 
 // Options taking a value are named in withValue, the others in flags; any
-// other argument starting with "-" is an error.
+// other argument starting with "-" is an error that names the nearest valid
+// option, if one is near, and the command's --help.
 Parsed parseArgs(const Args& args, const std::set<std::string>& withValue, const std::set<std::string>& flags);
+
+// The command whose --help an unknown option points at ("render": "see vxtool
+// render --help"); set once by vxtool before a command runs.
+void setHelpCommand(const std::string& command);
+
+// The candidate a mistyped word most likely meant, or "" when none is near:
+// one of at most two edits away (a letter wrong, missing, extra or two
+// swapped) that leaves more of the word than it changes, or the one
+// candidate the word begins (leading dashes aside, at least two letters).
+std::string nearestName(const std::string& word, const std::vector<std::string>& candidates);
 
 bool wantsHelp(const Args& args);
 // Prints text on standard output; returns 0.

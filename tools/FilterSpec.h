@@ -7,3 +7,8 @@
 #include <string>
 
 std::optional<std::uint32_t> parseFilterSpec(const std::string& spec);
+
+// The spelling parseFilterSpec reads back for an id ("delta16+zlib" for
+// 0x00020001); an id no filter spec makes (a foreign or damaged archive) is
+// written in hex, "0x00000002".
+std::string formatFilterSpec(std::uint32_t id);

@@ -3,6 +3,8 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -36,8 +38,16 @@ int main(int argc, char** argv) {
   if (!std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help"))
     return usage(stdout);
   const Args args(argv + 2, argv + argc);
-  for (const Command& c : kCommands)
-    if (!std::strcmp(argv[1], c.name)) return c.run(args);
-  std::fprintf(stderr, "vxtool: unknown command '%s'\n", argv[1]);
-  return usage(stderr);
+  std::vector<std::string> names;
+  for (const Command& c : kCommands) {
+    if (!std::strcmp(argv[1], c.name)) {
+      setHelpCommand(c.name);
+      return c.run(args);
+    }
+    names.push_back(c.name);
+  }
+  const std::string nearest = nearestName(argv[1], names);
+  std::fprintf(stderr, "vxtool: unknown command '%s'%s (see vxtool --help)\n", argv[1],
+               nearest.empty() ? "" : ("; did you mean '" + nearest + "'?").c_str());
+  return 1;
 }
