@@ -52,14 +52,8 @@ std::string stageCoordinate(const FfpKey& key, const FfpStageKey& stage) {
 }
 
 bool stageUsesTexture(const FfpStageKey& stage) {
-  for (int i = 0; i < 3; ++i) {
-    const bool colorUsed = i > 0 || stage.colorOp == D3DTOP_MULTIPLYADD || stage.colorOp == D3DTOP_LERP;
-    const bool alphaUsed = i > 0 || stage.alphaOp == D3DTOP_MULTIPLYADD || stage.alphaOp == D3DTOP_LERP;
-    if (colorUsed && (stage.colorArg[i] & D3DTA_SELECTMASK) == D3DTA_TEXTURE) return true;
-    if (alphaUsed && (stage.alphaArg[i] & D3DTA_SELECTMASK) == D3DTA_TEXTURE) return true;
-  }
-  return stage.colorOp == D3DTOP_BLENDTEXTUREALPHA || stage.colorOp == D3DTOP_BLENDTEXTUREALPHAPM ||
-         stage.alphaOp == D3DTOP_BLENDTEXTUREALPHA || stage.alphaOp == D3DTOP_BLENDTEXTUREALPHAPM;
+  return ffpReadsTexture(stage.colorOp, stage.colorArg) ||
+         (stage.alphaOp != D3DTOP_DISABLE && ffpReadsTexture(stage.alphaOp, stage.alphaArg));
 }
 
 void writeLight(std::ostringstream& s, int i, std::uint8_t type, bool specular, bool localViewer) {
@@ -359,20 +353,24 @@ std::string fragmentProgram(const FfpKey& key, const std::vector<ShaderVarying>*
         s << "texture(s_texture" << i << ", " << coord << ".xyz);\n";
       else if (stage.texture == FfpKey::kTexture2D)
         s << "texture(s_texture" << i << ", " << coord << ".xy);\n";
-      else
-        s << "vec4(1.0);\n";  // no texture bound: opaque white
+      else  // the key never asks for an unbound texture; kept total for hand-made keys
+        s << "vec4(1.0);\n";
     }
-    s << "    vec4 a0 = " << argument(stage.colorArg[0], i) << ";\n"
-      << "    vec4 a1 = " << argument(stage.colorArg[1], i) << ";\n"
-      << "    vec4 a2 = " << argument(stage.colorArg[2], i) << ";\n"
-      << "    vec3 rgb = " << operation(stage.colorOp, ".rgb", i) << ";\n";
+    // Only the arguments an operation uses are read: an unused one may name
+    // a texture the stage does not sample.
+    auto arguments = [&](std::uint8_t op, const std::uint8_t args[3], bool declare) {
+      const unsigned used = ffpArgumentsUsed(op);
+      for (int a = 0; a < 3; ++a)
+        s << "    " << (declare ? "vec4 a" : "a") << a << " = "
+          << ((used >> a & 1) ? argument(args[a], i) : std::string("vec4(0.0)")) << ";\n";
+    };
+    arguments(stage.colorOp, stage.colorArg, true);
+    s << "    vec3 rgb = " << operation(stage.colorOp, ".rgb", i) << ";\n";
     if (stage.alphaOp == D3DTOP_DISABLE) {
       s << "    float alpha = current.a;\n";
     } else {
-      s << "    a0 = " << argument(stage.alphaArg[0], i) << ";\n"
-        << "    a1 = " << argument(stage.alphaArg[1], i) << ";\n"
-        << "    a2 = " << argument(stage.alphaArg[2], i) << ";\n"
-        << "    float alpha = " << operation(stage.alphaOp, ".a", i) << ";\n";
+      arguments(stage.alphaOp, stage.alphaArg, false);
+      s << "    float alpha = " << operation(stage.alphaOp, ".a", i) << ";\n";
     }
     s << "    " << (stage.resultTemp ? "temp" : "current") << " = vec4(rgb, alpha);\n  }\n";
   }

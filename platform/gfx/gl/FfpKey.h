@@ -4,6 +4,8 @@
 // with equal keys share one program. Every field is a byte so the key can be
 // compared and hashed as raw memory; build it with FfpKey{} (all zero) so the
 // padding is zero too.
+#include "platform/gfx/D3D9Constants.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -65,6 +67,35 @@ struct FfpKey {
   bool operator==(const FfpKey& other) const { return std::memcmp(this, &other, sizeof *this) == 0; }
 };
 
+
+// Which of ARG0, ARG1 and ARG2 (bits 0, 1, 2) a D3DTOP_* operation reads:
+// SELECTARG1 reads only ARG1, SELECTARG2 only ARG2, MULTIPLYADD and LERP all
+// three, DISABLE none, every other operation ARG1 and ARG2.
+inline unsigned ffpArgumentsUsed(std::uint8_t op) {
+  switch (op) {
+    case D3DTOP_DISABLE: return 0;
+    case D3DTOP_SELECTARG1: return 2;
+    case D3DTOP_SELECTARG2: return 4;
+    case D3DTOP_MULTIPLYADD: case D3DTOP_LERP: return 7;
+    default: return 6;
+  }
+}
+
+// Whether an operation with these ARG0..ARG2 reads the stage's texture: as
+// an argument it uses, or by itself (the texture-alpha blends, and the bump
+// operations, whose map is the stage's texture).
+inline bool ffpReadsTexture(std::uint8_t op, const std::uint8_t args[3]) {
+  switch (op) {
+    case D3DTOP_BLENDTEXTUREALPHA: case D3DTOP_BLENDTEXTUREALPHAPM: case D3DTOP_BUMPENVMAP:
+    case D3DTOP_BUMPENVMAPLUMINANCE:
+      return true;
+    default: break;
+  }
+  const unsigned used = ffpArgumentsUsed(op);
+  for (int i = 0; i < 3; ++i)
+    if ((used >> i & 1) && (args[i] & D3DTA_SELECTMASK) == D3DTA_TEXTURE) return true;
+  return false;
+}
 
 struct FfpKeyHash {
   std::size_t operator()(const FfpKey& key) const {

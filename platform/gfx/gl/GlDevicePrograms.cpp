@@ -45,6 +45,35 @@ D3DMATRIX normalMatrix(const D3DMATRIX& m) {
 }
 
 
+// Brings a stage's operations into the one form that draws alike, so that
+// equal results share a program:
+// - An operation that reads the texture of a stage without one passes its
+//   input through, as SELECTARG1 of CURRENT (colour and alpha each on its
+//   own). Direct3D 9 drivers draw such a stage this way, not with a default
+//   texel; states left behind by an earlier draw (a composite that added
+//   textures on stages 1..3) then leave later untextured draws unchanged.
+// - Arguments an operation does not use are dropped.
+// - A texture no operation reads is not sampled.
+void normalizeStage(FfpStageKey* stage, const GlTextureStorage* bound) {
+  auto normalize = [&](std::uint8_t& op, std::uint8_t args[3]) {
+    if (!bound && ffpReadsTexture(op, args)) {
+      op = D3DTOP_SELECTARG1;
+      args[1] = D3DTA_CURRENT;
+    }
+    const unsigned used = ffpArgumentsUsed(op);
+    for (int i = 0; i < 3; ++i)
+      if (!(used >> i & 1)) args[i] = 0;
+  };
+  normalize(stage->colorOp, stage->colorArg);
+  if (stage->alphaOp == D3DTOP_DISABLE)
+    std::memset(stage->alphaArg, 0, sizeof stage->alphaArg);
+  else
+    normalize(stage->alphaOp, stage->alphaArg);
+  const bool sampled = ffpReadsTexture(stage->colorOp, stage->colorArg) ||
+                       (stage->alphaOp != D3DTOP_DISABLE && ffpReadsTexture(stage->alphaOp, stage->alphaArg));
+  if (bound && sampled) stage->texture = bound->cube() ? FfpKey::kTextureCube : FfpKey::kTexture2D;
+}
+
 }  // namespace
 
 // --- Fixed-function key ------------------------------------------------------------
@@ -121,8 +150,7 @@ void GlDevice::buildFfpKey(FfpKey* key) const {
       stage.alphaArg[1] = std::uint8_t(ts[D3DTSS_ALPHAARG1]);
       stage.alphaArg[2] = std::uint8_t(ts[D3DTSS_ALPHAARG2]);
       stage.resultTemp = ts[D3DTSS_RESULTARG] == D3DTA_TEMP;
-      if (m_textureStorage[count])
-        stage.texture = m_textureStorage[count]->cube() ? FfpKey::kTextureCube : FfpKey::kTexture2D;
+      normalizeStage(&stage, m_textureStorage[count]);
     }
     stage.coordIndex = std::uint8_t(ts[D3DTSS_TEXCOORDINDEX] & 7);
     if (!userVertex) {

@@ -100,10 +100,10 @@ TEST_F(GlStages, ArgumentsModifiersAndChains) {
   fullQuad(0x80FFFFFF);
   EXPECT_THAT(pixel(1, 1), NearColor(0x80DFBF9Fu, 1));
 
-  // A stage that samples with no texture bound reads opaque white.
+  // A stage that samples with no texture bound passes its input through.
   m_device->SetTexture(0, nullptr);
   fullQuad(0x80FFFFFF);
-  EXPECT_THAT(pixel(1, 1), NearColor(0xFF000000u, 0));
+  EXPECT_THAT(pixel(1, 1), NearColor(0x80FFFFFFu, 0));
 
   // SPECULAR as an argument reads the vertex specular colour.
   struct V {
@@ -120,6 +120,101 @@ TEST_F(GlStages, ArgumentsModifiersAndChains) {
   ASSERT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, quad, sizeof(V)), D3D_OK);
   EXPECT_EQ(pixel(1, 1), 0xFF123456u);
   t->Release();
+}
+
+// A stage whose operation reads the texture of a stage without one acts as
+// SELECTARG1 of CURRENT, colour and alpha each on its own. That is what
+// Direct3D 9 drivers draw (the translators of Direct3D 9 to OpenGL and Vulkan
+// implement the same rule); a default texel (white or black) would tint
+// every untextured draw after one that left texture operations behind.
+// Diffuse 0x80336699, TFACTOR 0xCC224488; "white" would saturate every ADD.
+TEST_F(GlStages, StageReadingAnUnboundTexturePassesItsInputThrough) {
+  constexpr D3DCOLOR kDiffuse = 0x80336699, kFactor = 0xCC224488;
+  struct StageSetup {
+    DWORD colorOp, colorArg0, colorArg1, colorArg2;
+    DWORD alphaOp, alphaArg0, alphaArg1, alphaArg2;
+  };
+  constexpr DWORD T = D3DTA_TEXTURE, C = D3DTA_CURRENT, D = D3DTA_DIFFUSE, F = D3DTA_TFACTOR;
+  constexpr StageSetup kDiffuseThrough = {D3DTOP_SELECTARG1, D, D, D, D3DTOP_SELECTARG1, D, D, D};
+  constexpr StageSetup kOff = {D3DTOP_DISABLE, D, C, C, D3DTOP_DISABLE, D, C, C};
+  struct Case {
+    const char* what;
+    StageSetup stage0, stage1;
+    D3DCOLOR expected;
+  } cases[] = {
+      {"default stage 0: MODULATE(TEXTURE, CURRENT), SELECTARG1(TEXTURE)",
+       {D3DTOP_MODULATE, D, T, C, D3DTOP_SELECTARG1, D, T, C}, kOff, kDiffuse},
+      {"stage 1 ADD(CURRENT, TEXTURE) leaves the diffuse colour", kDiffuseThrough,
+       {D3DTOP_ADD, D, C, T, D3DTOP_ADD, D, C, T}, kDiffuse},
+      {"SELECTARG2 with TEXTURE as ARG2 gives the diffuse, not ARG1",
+       {D3DTOP_SELECTARG2, D, F, T, D3DTOP_SELECTARG2, D, F, T}, kOff, kDiffuse},
+      {"MULTIPLYADD reads ARG0", {D3DTOP_MULTIPLYADD, T, F, D, D3DTOP_MULTIPLYADD, T, F, D}, kOff, kDiffuse},
+      {"LERP reads ARG0", {D3DTOP_LERP, T, F, D, D3DTOP_LERP, T, F, D}, kOff, kDiffuse},
+      {"BLENDTEXTUREALPHA reads the texture by itself",
+       {D3DTOP_BLENDTEXTUREALPHA, D, F, D, D3DTOP_BLENDTEXTUREALPHA, D, F, D}, kOff, kDiffuse},
+      {"SELECTARG1 does not read ARG2", {D3DTOP_SELECTARG1, D, F, T, D3DTOP_SELECTARG1, D, F, T}, kOff, kFactor},
+      {"MODULATE does not read ARG0", {D3DTOP_MODULATE, T, F, D, D3DTOP_MODULATE, T, F, D}, kOff,
+       0x66071B52},  // TFACTOR x diffuse: 204*128, 34*51, 68*102, 136*153 over 255 = 102.4, 6.8, 27.2, 81.6
+      {"colour passes, alpha computed", {D3DTOP_MODULATE, D, T, D, D3DTOP_SELECTARG1, D, F, D}, kOff, 0xCC336699},
+      {"colour computed, alpha passes", {D3DTOP_SELECTARG1, D, F, D, D3DTOP_SELECTARG1, D, T, D}, kOff, 0x80224488},
+      {"CURRENT is the stage before, not the diffuse", {D3DTOP_SELECTARG1, D, F, D, D3DTOP_SELECTARG1, D, D, D},
+       {D3DTOP_ADD, D, C, T, D3DTOP_DISABLE, D, C, C}, 0x80224488},
+  };
+  auto apply = [&](DWORD stage, const StageSetup& s) {
+    for (auto [type, value] : {std::pair{D3DTSS_COLOROP, s.colorOp}, {D3DTSS_COLORARG0, s.colorArg0},
+                               {D3DTSS_COLORARG1, s.colorArg1}, {D3DTSS_COLORARG2, s.colorArg2},
+                               {D3DTSS_ALPHAOP, s.alphaOp}, {D3DTSS_ALPHAARG0, s.alphaArg0},
+                               {D3DTSS_ALPHAARG1, s.alphaArg1}, {D3DTSS_ALPHAARG2, s.alphaArg2}})
+      m_device->SetTextureStageState(stage, type, value);
+  };
+  m_device->SetRenderState(D3DRS_TEXTUREFACTOR, kFactor);
+  for (const Case& c : cases) {
+    apply(0, c.stage0);
+    apply(1, c.stage1);
+    clear(0);
+    fullQuad(kDiffuse);
+    EXPECT_THAT(pixel(4, 4), NearColor(c.expected, 1)) << c.what;
+  }
+}
+
+// The rule follows the binding, draw by draw: the same states read a texture
+// once one is bound and pass through again once it is gone.
+TEST_F(GlStages, BindingATextureBringsTheStageBack) {
+  m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+  m_device->SetTextureStageState(0, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
+  m_device->SetTextureStageState(0, D3DTSS_ALPHAARG1, D3DTA_DIFFUSE);
+  m_device->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_ADD);
+  m_device->SetTextureStageState(1, D3DTSS_COLORARG1, D3DTA_CURRENT);
+  m_device->SetTextureStageState(1, D3DTSS_COLORARG2, D3DTA_TEXTURE);
+  m_device->SetTextureStageState(1, D3DTSS_ALPHAOP, D3DTOP_ADD);
+  m_device->SetTextureStageState(1, D3DTSS_ALPHAARG1, D3DTA_CURRENT);
+  m_device->SetTextureStageState(1, D3DTSS_ALPHAARG2, D3DTA_TEXTURE);
+  IDirect3DTexture9* t = texture(1, 1, {0x20101010});
+  for (int round = 0; round < 2; ++round) {
+    clear(0);
+    fullQuad(0x80336699);
+    EXPECT_THAT(pixel(4, 4), NearColor(0x80336699u, 1)) << "unbound, round " << round;
+    m_device->SetTexture(1, t);
+    clear(0);
+    fullQuad(0x80336699);
+    EXPECT_THAT(pixel(4, 4), NearColor(0xA04376A9u, 1)) << "bound, round " << round;  // each channel + 0x10, alpha + 0x20
+    m_device->SetTexture(1, nullptr);
+  }
+  t->Release();
+}
+
+// With no texture and no vertex colour the default stages still give white:
+// the pass-through reads the diffuse colour, which such a vertex has as white.
+TEST_F(GlStages, NoTextureNoVertexColourDefaultStagesGiveWhite) {
+  struct V {
+    float x, y, z, rhw;
+  };
+  const V quad[4] = {{0, 0, 0.5f, 1}, {16, 0, 0.5f, 1}, {0, 16, 0.5f, 1}, {16, 16, 0.5f, 1}};
+  clear(0x00000000);
+  m_device->SetFVF(D3DFVF_XYZRHW);
+  ASSERT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, quad, sizeof(V)), D3D_OK);
+  EXPECT_EQ(pixel(4, 4), 0xFFFFFFFFu);
 }
 
 // Source 0x99CC6633 over destination 0x663399FF (A8R8G8B8 target).
