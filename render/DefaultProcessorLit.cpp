@@ -49,6 +49,7 @@ D3DXMATRIX worldViewProjection(IDirect3DDevice9* device, const D3DXMATRIX& world
 
 void DefaultProcessor::DrawLitSubMesh(SubMesh* subMesh, Group* node, Material* material) {
   using namespace SharedShaders;
+  if (!SharedShadersReady()) return;
   IDirect3DDevice9* device = stateCache->device;
   Mesh* mesh = subMesh->mesh;
   VertexBuffer* vb = mesh != nullptr ? mesh->vertexBufferRef.as<VertexBuffer>() : nullptr;
@@ -185,6 +186,7 @@ void DefaultProcessor::DrawLitSubMesh(SubMesh* subMesh, Group* node, Material* m
 
 void DefaultProcessor::SetSpriteCloudConstants(Group* node) {
   using namespace SharedShaders;
+  if (SpriteVSTable == nullptr) return;
   IDirect3DDevice9* device = stateCache->device;
   const D3DXMATRIX wvp = worldViewProjection(device, node->world);
   SpriteVSTable->SetDefaults(device);
