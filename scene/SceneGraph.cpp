@@ -1,6 +1,7 @@
 #include "scene/SceneGraph.h"
 
 #include "render/Processor.h"
+#include "render/SceneProcessors.h"
 #include "render/StateCache.h"
 #include "scene/Camera.h"
 #include "scene/Controller.h"
@@ -11,7 +12,7 @@
 std::uint32_t g_nextLightSlot = 0;
 
 namespace {
-SceneProcessorFactory g_processorFactory = nullptr;
+SceneProcessorFactory g_processorFactory = CreateSceneProcessors;
 
 float distanceBetween(const D3DXVECTOR3& a, const D3DXMATRIX& world) {
   const float dx = world._41 - a.x, dy = world._42 - a.y, dz = world._43 - a.z;

@@ -87,9 +87,10 @@ extern std::uint32_t g_nextLightSlot;
 
 // Creates a prepared scene's processors (registered as its objects and
 // appended to its processor list, the first remembered as
-// defaultProcessor). The render pipeline installs the show's default and
-// glow processors here; with no factory installed a scene has no processors
-// and its Render only re-activates the camera.
+// defaultProcessor). The render pipeline's CreateSceneProcessors (the
+// default and glow processors) is installed from the start; tests may
+// install their own, and with none a scene has no processors and its Render
+// only re-activates the camera.
 using SceneProcessorFactory = void (*)(SceneGraph& scene);
 void SetSceneProcessorFactory(SceneProcessorFactory factory);
 SceneProcessorFactory GetSceneProcessorFactory();

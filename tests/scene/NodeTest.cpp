@@ -188,6 +188,7 @@ class SceneGraphTest : public SceneTest {
     SceneTest::SetUp();
     g_events = &events;
     g_factoryCalls = 0;
+    m_previousFactory = GetSceneProcessorFactory();
     SetSceneProcessorFactory([](SceneGraph& s) {
       ++g_factoryCalls;
       auto* first = new RecordingProcessor(s.AllocateId(), &s, "A", g_events);
@@ -196,7 +197,7 @@ class SceneGraphTest : public SceneTest {
     });
   }
   void TearDown() override {
-    SetSceneProcessorFactory(nullptr);
+    SetSceneProcessorFactory(m_previousFactory);
     SceneTest::TearDown();
   }
   // A camera, then root (in front of it) with children "front" and "behind".
@@ -209,6 +210,7 @@ class SceneGraphTest : public SceneTest {
   }
   std::vector<std::string> events;
   Group* root = nullptr;
+  SceneProcessorFactory m_previousFactory = nullptr;
 };
 
 TEST_F(SceneGraphTest, IdsAndLookup) {
