@@ -61,7 +61,7 @@ DWORD GlDevice::qualityLevels(D3DMULTISAMPLE_TYPE type, int maxSamples) {
   return samples >= 2 && samples <= 16 && samples <= maxSamples ? 1 : 0;
 }
 
-void GlDevice::fillCaps(const GlLimits& limits, D3DCAPS9* caps) {
+void GlDevice::fillCaps(const GlLimits& limits, const GlDeviceOptions& options, D3DCAPS9* caps) {
   *caps = D3DCAPS9{};
   caps->DeviceType = D3DDEVTYPE_HAL;
   caps->AdapterOrdinal = 0;
@@ -72,8 +72,8 @@ void GlDevice::fillCaps(const GlLimits& limits, D3DCAPS9* caps) {
   caps->MaxTextureAspectRatio = DWORD(limits.maxTextureSize);
   caps->MaxAnisotropy = 1;
   caps->MaxVertexW = 1e10f;
-  caps->MaxTextureBlendStages = 8;
-  caps->MaxSimultaneousTextures = 8;
+  caps->MaxTextureBlendStages = options.maxSimultaneousTextures;
+  caps->MaxSimultaneousTextures = options.maxSimultaneousTextures;
   caps->MaxActiveLights = 8;
   caps->MaxPointSize = limits.maxPointSize;
   caps->MaxPrimitiveCount = 0xFFFFFF;
@@ -87,9 +87,11 @@ void GlDevice::fillCaps(const GlLimits& limits, D3DCAPS9* caps) {
   caps->NumSimultaneousRTs = 1;
 }
 
-GlDevice* GlDevice::create(HWND hwnd, D3DPRESENT_PARAMETERS* params, HRESULT* result) {
+GlDevice* GlDevice::create(HWND hwnd, D3DPRESENT_PARAMETERS* params, const GlDeviceOptions& options,
+                           HRESULT* result) {
   *result = D3DERR_INVALIDCALL;
-  if (!params) return nullptr;
+  if (!params || options.maxSimultaneousTextures < 1 || options.maxSimultaneousTextures > D3DTSS_STAGE_COUNT)
+    return nullptr;
   Window* window = hwnd ? Window::fromHandle(hwnd) : nullptr;
   std::unique_ptr<Window> own;
   if (!window) {
@@ -122,6 +124,8 @@ GlDevice* GlDevice::create(HWND hwnd, D3DPRESENT_PARAMETERS* params, HRESULT* re
     return nullptr;
   }
   GlDevice* device = new GlDevice;
+  device->m_options = options;
+  device->m_stageLimit = options.maxSimultaneousTextures;
   if (!device->init(window, std::move(own), *params, samples, result)) {
     device->Release();
     return nullptr;
@@ -267,7 +271,7 @@ void GlDevice::forgetShader(std::uint32_t id) {
 
 HRESULT GlDevice::GetDeviceCaps(D3DCAPS9* caps) {
   if (!caps) return D3DERR_INVALIDCALL;
-  fillCaps(m_limits, caps);
+  fillCaps(m_limits, m_options, caps);
   return D3D_OK;
 }
 
@@ -448,6 +452,7 @@ HRESULT GlDevice::SetTexture(DWORD stage, IDirect3DBaseTexture9* texture) {
   if (texture == m_textures[stage]) return D3D_OK;
   if (texture) texture->AddRef();
   if (m_textures[stage]) m_textures[stage]->Release();
+  if (stage >= m_stageLimit) storage = nullptr;  // kept, never sampled
   const bool kindChanged = !m_textureStorage[stage] || !storage || m_textureStorage[stage]->cube() != storage->cube();
   m_textures[stage] = texture;
   m_textureStorage[stage] = storage;

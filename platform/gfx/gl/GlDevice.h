@@ -19,6 +19,7 @@
 // GlResources.cpp (the objects), FfpGenerator.cpp (generated GLSL).
 #include "platform/gfx/Device.h"
 #include "platform/gfx/gl/FfpKey.h"
+#include "platform/gfx/gl/GlDirect3D.h"
 #include "platform/gfx/gl/GlResources.h"
 
 #include <epoxy/gl.h>
@@ -47,11 +48,12 @@ class GlDevice final : public Device {
   // Makes a device on the window (hwnd from platform/os), or off screen with
   // its own hidden context when hwnd is null. Fills the zero back-buffer size
   // of a windowed device. Null with *result set on failure.
-  static GlDevice* create(HWND hwnd, D3DPRESENT_PARAMETERS* params, HRESULT* result);
+  static GlDevice* create(HWND hwnd, D3DPRESENT_PARAMETERS* params, const GlDeviceOptions& options,
+                          HRESULT* result);
   // The sample count a multisample type and quality give, 0 when unavailable.
   static int sampleCount(D3DMULTISAMPLE_TYPE type, DWORD quality, int maxSamples);
   static DWORD qualityLevels(D3DMULTISAMPLE_TYPE type, int maxSamples);
-  static void fillCaps(const GlLimits& limits, D3DCAPS9* caps);
+  static void fillCaps(const GlLimits& limits, const GlDeviceOptions& options, D3DCAPS9* caps);
 
   // --- IUnknown -----------------------------------------------------------
   ULONG AddRef() override { return ++m_refs; }
@@ -246,6 +248,9 @@ class GlDevice final : public Device {
   Window* m_window = nullptr;
   std::unique_ptr<Window> m_ownWindow;  // off-screen devices
   GlLimits m_limits;
+  GlDeviceOptions m_options;
+  // Stages that take part in drawing (m_options.maxSimultaneousTextures).
+  DWORD m_stageLimit = D3DTSS_STAGE_COUNT;
   std::unordered_set<GlResource*> m_resources;
   bool m_inScene = false;
 
@@ -263,6 +268,8 @@ class GlDevice final : public Device {
   std::vector<DWORD> m_enabledLights;  // indices in ascending order, at most 8
   D3DMATERIAL9 m_material{};
   IDirect3DBaseTexture9* m_textures[D3DTSS_STAGE_COUNT] = {};
+  // The storage of m_textures[i] for stages below m_stageLimit, null at and
+  // past it: what draws sample.
   GlTextureStorage* m_textureStorage[D3DTSS_STAGE_COUNT] = {};
   DWORD m_fvf = 0;
   GlVertexLayout m_fvfLayout;

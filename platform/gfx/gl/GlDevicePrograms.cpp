@@ -132,7 +132,7 @@ void GlDevice::buildFfpKey(FfpKey* key) const {
     key->alphaFunc = std::uint8_t(rs[D3DRS_ALPHAFUNC]);
 
   int count = 0;
-  for (; count < FfpKey::kMaxStages; ++count) {
+  for (; count < int(m_stageLimit); ++count) {
     const DWORD* ts = m_stageStates[count];
     FfpStageKey& stage = key->stages[count];
     if (userPixel) {

@@ -31,6 +31,8 @@ GlLimits queryLimits() {
 
 class GlDirect3D final : public IDirect3D9 {
  public:
+  explicit GlDirect3D(const GlDeviceOptions& options) : m_options(options) {}
+
   ULONG AddRef() override { return ++m_refs; }
   ULONG Release() override {
     const ULONG refs = --m_refs;
@@ -53,7 +55,7 @@ class GlDirect3D final : public IDirect3D9 {
 
   HRESULT GetDeviceCaps(UINT adapter, D3DDEVTYPE type, D3DCAPS9* caps) override {
     if (adapter != D3DADAPTER_DEFAULT || type != D3DDEVTYPE_HAL || !caps) return D3DERR_INVALIDCALL;
-    GlDevice::fillCaps(limits(), caps);
+    GlDevice::fillCaps(limits(), m_options, caps);
     return D3D_OK;
   }
 
@@ -74,7 +76,7 @@ class GlDirect3D final : public IDirect3D9 {
     if (adapter != D3DADAPTER_DEFAULT || type != D3DDEVTYPE_HAL || !params) return D3DERR_INVALIDCALL;
     HWND window = params->hDeviceWindow ? params->hDeviceWindow : focusWindow;
     HRESULT result = D3DERR_INVALIDCALL;
-    *device = GlDevice::create(window, params, &result);
+    *device = GlDevice::create(window, params, m_options, &result);
     return *device ? D3D_OK : result;
   }
 
@@ -88,12 +90,18 @@ class GlDirect3D final : public IDirect3D9 {
   }
 
   ULONG m_refs = 1;
+  GlDeviceOptions m_options;
   bool m_limitsKnown = false;
   GlLimits m_limits;
 };
 
 }  // namespace
 
-IDirect3D9* createGlDirect3D() { return new GlDirect3D; }
+IDirect3D9* createGlDirect3D(const GlDeviceOptions& options) {
+  if (options.maxSimultaneousTextures < 1 || options.maxSimultaneousTextures > D3DTSS_STAGE_COUNT) return nullptr;
+  return new GlDirect3D(options);
+}
 
-void registerGlDirect3DBackend() { registerDirect3DBackend(kGlBackendName, kGlBackendPriority, createGlDirect3D); }
+void registerGlDirect3DBackend(const GlDeviceOptions& options) {
+  registerDirect3DBackend(kGlBackendName, kGlBackendPriority, [options] { return createGlDirect3D(options); });
+}

@@ -217,6 +217,66 @@ TEST_F(GlStages, NoTextureNoVertexColourDefaultStagesGiveWhite) {
   EXPECT_EQ(pixel(4, 4), 0xFFFFFFFFu);
 }
 
+// A device made with fewer simultaneous textures reports them and draws only
+// that many stages: the chain ends at the limit, a texture set past it is kept
+// but never sampled.
+TEST_F(GlStages, FewerSimultaneousTexturesEndTheChainAtTheLimit) {
+  for (DWORD limit : {2u, 8u}) {
+    DeviceOptions options;
+    options.format = D3DFMT_A8R8G8B8;
+    options.maxTextures = limit;
+    open(options);
+    plainStates();
+    D3DCAPS9 caps{};
+    ASSERT_EQ(m_device->GetDeviceCaps(&caps), D3D_OK);
+    EXPECT_EQ(caps.MaxSimultaneousTextures, limit);
+    EXPECT_EQ(caps.MaxTextureBlendStages, limit);
+    ASSERT_EQ(m_d3d->GetDeviceCaps(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, &caps), D3D_OK);
+    EXPECT_EQ(caps.MaxSimultaneousTextures, limit);
+
+    IDirect3DTexture9* t = texture(1, 1, {0x20101010});
+    m_device->SetRenderState(D3DRS_TEXTUREFACTOR, 0xCC224488);
+    m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+    m_device->SetTextureStageState(0, D3DTSS_ALPHAARG1, D3DTA_DIFFUSE);
+    m_device->SetTexture(1, t);
+    m_device->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_ADD);
+    m_device->SetTextureStageState(1, D3DTSS_COLORARG1, D3DTA_CURRENT);
+    m_device->SetTextureStageState(1, D3DTSS_COLORARG2, D3DTA_TEXTURE);
+    m_device->SetTextureStageState(1, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
+    m_device->SetTextureStageState(1, D3DTSS_ALPHAARG1, D3DTA_CURRENT);
+    // Stage 2 adds its texture again and takes its alpha from the factor.
+    ASSERT_EQ(m_device->SetTexture(2, t), D3D_OK);
+    m_device->SetTextureStageState(2, D3DTSS_COLOROP, D3DTOP_ADD);
+    m_device->SetTextureStageState(2, D3DTSS_COLORARG1, D3DTA_CURRENT);
+    m_device->SetTextureStageState(2, D3DTSS_COLORARG2, D3DTA_TEXTURE);
+    m_device->SetTextureStageState(2, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
+    m_device->SetTextureStageState(2, D3DTSS_ALPHAARG1, D3DTA_TFACTOR);
+    clear(0);
+    fullQuad(0x80336699);
+    if (limit == 2)  // stages 0 and 1: diffuse + 0x10 per colour channel
+      EXPECT_THAT(pixel(4, 4), NearColor(0x804376A9u, 1));
+    else  // stage 2 too: + 0x10 again, alpha from the factor
+      EXPECT_THAT(pixel(4, 4), NearColor(0xCC5386B9u, 1));
+
+    IDirect3DBaseTexture9* held = nullptr;
+    ASSERT_EQ(m_device->GetTexture(2, &held), D3D_OK);
+    EXPECT_EQ(held, static_cast<IDirect3DBaseTexture9*>(t));
+    held->Release();
+    m_device->SetTexture(1, nullptr);
+    m_device->SetTexture(2, nullptr);
+    t->Release();
+  }
+}
+
+TEST(GlDeviceOptions, TextureCountOutsideOneToEightMakesNoDevice) {
+  for (DWORD bad : {0u, 9u, 0xFFFFFFFFu}) {
+    GlDeviceOptions options;
+    options.maxSimultaneousTextures = bad;
+    EXPECT_EQ(createGlDirect3D(options), nullptr) << bad;
+  }
+}
+
 // Source 0x99CC6633 over destination 0x663399FF (A8R8G8B8 target).
 TEST_F(GlStages, EveryBlendFactorAndOperation) {
   m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);

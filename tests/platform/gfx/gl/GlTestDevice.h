@@ -21,6 +21,7 @@ struct DeviceOptions {
   D3DFORMAT format = D3DFMT_X8R8G8B8;
   bool depth = true;
   D3DFORMAT depthFormat = D3DFMT_D24S8;
+  DWORD maxTextures = 8;  // GlDeviceOptions::maxSimultaneousTextures
 };
 
 // Screen-space vertex: Direct3D pixel coordinates, pixel centres on integers.
@@ -67,7 +68,10 @@ class GlDeviceTest : public ::testing::Test {
   void open(const DeviceOptions& options) {
     close();
     setenv("SDL_VIDEODRIVER", "offscreen", 0);
-    m_d3d = createGlDirect3D();
+    GlDeviceOptions deviceOptions;
+    deviceOptions.maxSimultaneousTextures = options.maxTextures;
+    m_d3d = createGlDirect3D(deviceOptions);
+    ASSERT_NE(m_d3d, nullptr);
     D3DPRESENT_PARAMETERS pp{};
     pp.BackBufferWidth = options.width;
     pp.BackBufferHeight = options.height;
