@@ -124,7 +124,11 @@ std::vector<float> ModelAnimation::morphWeights(const aiMeshMorphAnim& c, std::s
 
 std::vector<std::uint32_t> ModelAnimation::keyTimes(const aiNodeAnim& c) const {
   std::vector<std::uint32_t> times;
-  auto add = [&](double ticks) { times.push_back(std::uint32_t(std::lround(std::max(0.0, toMs(ticks))))); };
+  // Whole ms from 0 to 2^32 - 1; NaN counts as 0.
+  auto add = [&](double ticks) {
+    const double ms = std::round(toMs(ticks));
+    times.push_back(ms > 0 ? std::uint32_t(std::min(ms, 4294967295.0)) : 0);
+  };
   for (unsigned i = 0; i < c.mNumPositionKeys; ++i) add(c.mPositionKeys[i].mTime);
   for (unsigned i = 0; i < c.mNumRotationKeys; ++i) add(c.mRotationKeys[i].mTime);
   for (unsigned i = 0; i < c.mNumScalingKeys; ++i) add(c.mScalingKeys[i].mTime);

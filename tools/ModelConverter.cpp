@@ -39,9 +39,10 @@ namespace {
 // last pose until then (the player loops every controller of a top-level
 // scene file, over the span of its keys). 1e9 ms is about eleven days.
 constexpr std::uint32_t kHoldTimeMs = 1000000000u;
-// Baked vertex frames per animation at most (about 40 s at 25 fps for a
-// 65536-vertex buffer is already 120 MB of positions).
+// Baked vertex frames of one mesh at most, and positions over all its
+// frames at most (16M positions: 200 MB as floats, held twice while baking).
 constexpr std::size_t kMaxBakedFrames = 4096;
+constexpr std::size_t kMaxBakedPositions = std::size_t(1) << 24;
 // Where the player's light attenuation cut-off goes: the distance at which
 // the model's own attenuation 1 / (c + l d + q d²) has fallen to 1/256.
 constexpr float kSpentLight = 256.0f;
@@ -143,6 +144,10 @@ class Converter {
   PRS prsOf(const aiMatrix4x4& m, const std::string& what);
   std::string nodeName(const std::string& wanted);
   bool hasContent(const aiNode& node) const;
+  // The animation's length in whole ms, short of the hold time.
+  std::uint32_t spanOfAnimation() const {
+    return std::uint32_t(std::clamp(std::round(m_animation.durationMs()), 0.0, double(kHoldTimeMs - 1)));
+  }
 
   const ConvertOptions& m_options;
   const aiScene& m_scene;
@@ -261,14 +266,17 @@ std::vector<VertexBatch> Converter::batchesOf(const aiNode& node) {
 
     // Deforming: positions at every frame time, in the node's space.
     const bool animated = m_animation.animation() != nullptr && m_animation.durationMs() >= 1.0;
-    const std::uint32_t spanMs = animated ? std::uint32_t(std::lround(m_animation.durationMs())) : 0;
+    const std::uint32_t spanMs = animated ? spanOfAnimation() : 0;
     std::size_t frames = 1;
     if (animated) {
       frames = std::size_t(std::lround(spanMs * double(m_options.fps) / 1000.0)) + 1;
       frames = std::max<std::size_t>(frames, 2);
-      if (frames > kMaxBakedFrames) {
-        warn(meshName + ": " + std::to_string(frames) + " vertex frames cut to " + std::to_string(kMaxBakedFrames));
-        frames = kMaxBakedFrames;
+      const std::size_t most =
+          std::max<std::size_t>(2, std::min(kMaxBakedFrames, kMaxBakedPositions / std::max(1u, mesh.mNumVertices)));
+      if (frames > most) {
+        warn(meshName + ": " + std::to_string(frames) + " vertex frames cut to " + std::to_string(most) +
+             " (spread over the whole animation)");
+        frames = most;
       }
     }
     std::vector<std::vector<aiVector3D>> positions(frames);
@@ -333,7 +341,7 @@ void Converter::writeBatch(const VertexBatch& batch, std::uint32_t meshId, std::
   m_report.triangles += batch.indices.size() / 3;
 
   if (batch.frames.size() > 1) {
-    const std::uint32_t spanMs = std::uint32_t(std::lround(m_animation.durationMs()));
+    const std::uint32_t spanMs = spanOfAnimation();
     m_animations.vertexAnimation(VertexAnimationRecord{.targetId = vertexId,
                                                        .loopLength = m_animation.repeats() ? spanMs : kHoldTimeMs,
                                                        .startTime = 0,
@@ -473,7 +481,7 @@ void Converter::emitNode(const aiNode& node, std::int32_t parentId, const aiMatr
 
 void Converter::writeTracks() {
   const bool repeats = m_animation.repeats();
-  const std::uint32_t spanMs = std::uint32_t(std::lround(m_animation.durationMs()));
+  const std::uint32_t spanMs = spanOfAnimation();
   for (const Track& track : m_tracks) {
     std::vector<std::uint32_t> times = m_animation.keyTimes(*m_animation.channel(track.node));
     // A repeating track spans the whole animation, so that every track of

@@ -3,6 +3,7 @@
 #include "ConvertTestSupport.h"
 
 #include "platform/d3dx/ImageDecoder.h"
+#include "tools/ModelMaterials.h"
 
 #include <sys/stat.h>
 
@@ -281,4 +282,93 @@ TEST_F(ConvertObjTest, MeshesBeyondSixteenBitIndicesAreSplit) {
   }
   EXPECT_EQ(meshes, 2u);
   EXPECT_EQ(triangles, std::size_t(2 * (n - 1) * (n - 1)));
+}
+
+namespace {
+
+// PNG bytes of a w x h image of one ARGB colour.
+Bytes solidPng(const TempDir& dir, unsigned w, unsigned h, std::uint32_t argb) {
+  std::string error;
+  const std::string path = dir.file(".png-scratch");
+  EXPECT_TRUE(writePngRgba(path, std::vector<std::uint32_t>(std::size_t(w) * h, argb), w, h, &error)) << error;
+  const std::string text = readText(path);
+  std::filesystem::remove(path);
+  return Bytes(text.begin(), text.end());
+}
+
+}  // namespace
+
+TEST_F(ConvertTest, ImagesBesideOrInsideTheModelAreWrittenOnceEachUnderNamesOfTheirOwn) {
+  const Bytes wood = solidPng(dir, 2, 2, 0xFF806040u), otherWood = solidPng(dir, 2, 2, 0xFF102030u);
+  const Bytes green = solidPng(dir, 2, 2, 0xFF00FF00u);
+  std::filesystem::create_directories(dir.file("maps"));
+  std::filesystem::create_directories(dir.file("other"));
+  dir.write("maps/wood.png", wood);
+  dir.write("other/wood.png", otherWood);
+  GltfBuilder gltf;
+  const std::string meshes = gltfBox(gltf, {0, 1, 2, 0, 0, 0});
+  // The embedded image lives in the buffer: its own buffer view, no accessor.
+  const int view = gltf.imageView(green);
+  auto texture = [](int i) { return "{\"index\":" + std::to_string(i) + "}"; };
+  write("model.gltf",
+        gltf.json({"\"scenes\":[{\"nodes\":[0]}]", "\"nodes\":[{\"name\":\"Box\",\"mesh\":0}]", meshes,
+                   "\"images\":[{\"uri\":\"maps/wood.png\"},{\"bufferView\":" + std::to_string(view) +
+                       ",\"mimeType\":\"image/png\"},{\"uri\":\"other/wood.png\"}]",
+                   "\"textures\":[{\"source\":0},{\"source\":1},{\"source\":2}]",
+                   "\"materials\":[{\"pbrMetallicRoughness\":{\"baseColorTexture\":" + texture(0) + "}},"
+                   "{\"pbrMetallicRoughness\":{\"baseColorTexture\":" + texture(1) + "},\"normalTexture\":" +
+                       texture(0) + "},{\"pbrMetallicRoughness\":{\"baseColorTexture\":" + texture(2) + "}}]"}));
+  ToolRun run = convert("model.gltf out");
+  ASSERT_EQ(run.code, 0) << run.err;
+  EXPECT_NE(run.out.find("3 textures"), std::string::npos) << run.out;
+  const std::vector<std::string> files = folder(dir.file("out"));
+  ASSERT_EQ(files.size(), 4u) << ::testing::PrintToString(files);
+  EXPECT_EQ(readText(dir.file("out/wood.png")), std::string(wood.begin(), wood.end())) << "copied as it is";
+  EXPECT_EQ(readText(dir.file("out/wood_2.png")), std::string(otherWood.begin(), otherWood.end()));
+  load("model");
+  std::set<std::string> diffuseNames;
+  Texture* firstDiffuse = nullptr;
+  Texture* normals = nullptr;
+  for (SubMesh* sub : node("Box")->meshRef.as<Mesh>()->submeshes) {
+    Material* m = sub->materialRef.as<Material>();
+    Texture* diffuse = m->diffuseMap.as<Texture>();
+    ASSERT_NE(diffuse, nullptr);
+    diffuseNames.insert(diffuse->name);
+    if (diffuse->name == "wood.png") firstDiffuse = diffuse;
+    if (Texture* n = m->normalMap.as<Texture>()) normals = n;
+  }
+  EXPECT_EQ(diffuseNames.size(), 3u);
+  ASSERT_TRUE(firstDiffuse && normals);
+  EXPECT_EQ(normals, firstDiffuse) << "one file, one texture";
+  // The embedded image: the one name that is neither wood.
+  for (const std::string& name : diffuseNames) {
+    if (name.rfind("wood", 0) == 0) continue;
+    const std::string png = readText(dir.file("out/" + name));
+    DecodedImage image;
+    ASSERT_EQ(decodeImage(png.data(), png.size(), image), 0) << name;
+    EXPECT_EQ(image.texel(1, 1), 0xFF00FF00u);
+  }
+}
+
+TEST_F(ConvertTest, RepeatedNodeNamesAreMadeUniqueUnlessKeepNamesIsGiven) {
+  GltfBuilder gltf;
+  write("parts.gltf",
+        gltf.json({"\"scenes\":[{\"nodes\":[0,1]}]",
+                   "\"nodes\":[{\"name\":\"Part\",\"children\":[2]},{\"name\":\"Part\"},{\"name\":\"Part\"}]"}));
+  struct Case {
+    const char* args;
+    std::vector<std::string> names;  // the three nodes, in file order (parents first)
+  };
+  const Case cases[] = {{"", {"Part", "Part#2", "Part#3"}}, {"--keep-names", {"Part", "Part", "Part"}}};
+  for (const Case& c : cases) {
+    cwd.reset();
+    std::filesystem::remove_all(dir.file("out"));
+    ToolRun run = convert(std::string("parts.gltf out ") + c.args);
+    ASSERT_EQ(run.code, 0) << run.err;
+    load("parts");
+    std::vector<std::string> names;
+    for (Base* object : scene->objects)
+      if (auto* group = dynamic_cast<Group*>(object); group && group != scene->root) names.push_back(group->name);
+    EXPECT_EQ(names, c.names) << c.args;
+  }
 }

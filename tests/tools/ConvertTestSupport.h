@@ -47,6 +47,15 @@ class GltfBuilder {
     return add(values.data(), values.size(), 5121, values.size() / componentCount(type), type, "");
   }
 
+  // A buffer view of raw bytes (an embedded image); its index.
+  int imageView(const std::vector<std::uint8_t>& data) {
+    while (m_buffer.size() % 4) m_buffer.push_back(0);
+    m_views.push_back("{\"buffer\":0,\"byteOffset\":" + std::to_string(m_buffer.size()) +
+                      ",\"byteLength\":" + std::to_string(data.size()) + "}");
+    m_buffer.insert(m_buffer.end(), data.begin(), data.end());
+    return int(m_views.size()) - 1;
+  }
+
   // The whole file; parts are JSON members ("\"nodes\":[...]", ...).
   std::string json(std::initializer_list<std::string> parts) const {
     std::string out = "{\"asset\":{\"version\":\"2.0\"},\"scene\":0";
