@@ -104,7 +104,11 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   g_archive = archive.get();
 
   DeviceHolder gfx;
-  registerGlDirect3DBackend();
+  if (options.maxTextures < 1 || options.maxTextures > 8)
+    return *error = "the device offers 1 to 8 texture stages, not " + std::to_string(options.maxTextures), false;
+  GlDeviceOptions deviceOptions;
+  deviceOptions.maxSimultaneousTextures = options.maxTextures;
+  registerGlDirect3DBackend(deviceOptions);
   gfx.d3d = Direct3DCreate9(D3D_SDK_VERSION);
   if (!gfx.d3d) return *error = "no OpenGL device available", false;
   D3DPRESENT_PARAMETERS params{};

@@ -26,6 +26,9 @@ struct RenderOptions {
   // live_resources=N" (resident memory of the process, bytes allocated and
   // not freed on the C heap, objects alive on the device).
   double statsEveryMs = 0;
+  // Texture stages the OpenGL device offers, 1..8: fewer draws the show as
+  // an older device would (GlDeviceOptions::maxSimultaneousTextures).
+  unsigned maxTextures = 8;
 };
 
 struct RenderResult {

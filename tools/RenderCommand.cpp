@@ -11,14 +11,17 @@ namespace {
 
 const char* kRenderHelp =
     "usage: vxtool render [--archive FILE] [--fps N] [--size WxH] [--from MS] [--to MS]\n"
-    "                     [--frames DIR] [--video FILE.mp4] [--wav FILE.wav] [--stats MS] [--quiet]\n"
+    "                     [--frames DIR] [--video FILE.mp4] [--wav FILE.wav] [--stats MS]\n"
+    "                     [--max-textures N] [--quiet]\n"
     "Plays a show off screen on a virtual clock (frame k at FROM + k * 1000 / N ms)\n"
     "and writes numbered PNG frames to DIR, the music to FILE.wav and, where ffmpeg\n"
     "is installed, an MP4 of both. The show comes from the archive FILE, or from\n"
     "loose files in the current directory (starting with demo.vxc). The run ends\n"
     "with the script, or at --to. Defaults: 30 fps, 800x600, from 0.\n"
     "--stats MS prints, every MS of show time, the resident memory and the count of\n"
-    "live device resources on standard output (for soak runs).\n";
+    "live device resources on standard output (for soak runs).\n"
+    "--max-textures N draws with a device that offers only N (1..8) texture stages,\n"
+    "as an older device would: textures and glow passes take their fewer-stage paths.\n";
 
 bool readNumber(const std::string& text, double* value) {
   char* end = nullptr;
@@ -30,7 +33,8 @@ bool readNumber(const std::string& text, double* value) {
 
 int renderCommand(const Args& args) {
   if (wantsHelp(args)) return help(kRenderHelp);
-  Parsed p = parseArgs(args, {"--archive", "--fps", "--size", "--from", "--to", "--frames", "--video", "--wav", "--stats"},
+  Parsed p = parseArgs(args, {"--archive", "--fps", "--size", "--from", "--to", "--frames", "--video", "--wav", "--stats",
+                              "--max-textures"},
                        {"--quiet"});
   if (!p.error.empty()) return fail(p.error);
   if (!p.positional.empty()) return fail("render takes no positional arguments (see vxtool render --help)");
@@ -56,6 +60,13 @@ int renderCommand(const Args& args) {
   if (const std::string* v = p.get("--wav")) options.wavPath = *v;
   if (const std::string* v = p.get("--stats"); v && (!readNumber(*v, &options.statsEveryMs) || !(options.statsEveryMs > 0)))
     return fail("bad --stats '" + *v + "' (ms of show time, more than 0)");
+  if (const std::string* v = p.get("--max-textures")) {
+    double n = 0;
+    // The range first: converting a NaN or a huge value to unsigned is undefined.
+    if (!readNumber(*v, &n) || !(n >= 1 && n <= 8) || n != double(unsigned(n)))
+      return fail("bad --max-textures '" + *v + "' (texture stages, 1 to 8)");
+    options.maxTextures = unsigned(n);
+  }
   options.progress = !p.has("--quiet");
   if (options.framesDir.empty() && options.videoPath.empty() && options.wavPath.empty() && options.statsEveryMs <= 0)
     return fail("render needs at least one of --frames, --video, --wav, --stats");
