@@ -1,6 +1,7 @@
 #include "render/SceneProcessors.h"
 
 #include "render/DefaultProcessor.h"
+#include "render/GlowProcessor.h"
 #include "scene/SceneGraph.h"
 
 void CreateSceneProcessors(SceneGraph& scene) {
@@ -9,4 +10,5 @@ void CreateSceneProcessors(SceneGraph& scene) {
   auto* drawing = new DefaultProcessor(scene.AllocateId(), &scene);
   scene.processors.push_back(drawing);
   scene.defaultProcessor = drawing;
+  scene.processors.push_back(new GlowProcessor(scene.AllocateId(), &scene));
 }
