@@ -79,6 +79,7 @@ int convertCommand(const Args& args) {
               report.sceneFile.c_str(), report.nodes, report.meshes, report.vertices, report.triangles,
               report.materials, report.textures, report.cameras, report.lights,
               report.nodeAnimations + report.vertexAnimations, report.nodeAnimations, report.vertexAnimations);
-  std::printf("%zu files, %zu bytes, %.2f s\n", report.files.size(), report.bytes, seconds);
+  std::printf("source axes %s; %zu files, %zu bytes, %.2f s\n", report.axes.c_str(), report.files.size(),
+              report.bytes, seconds);
   return 0;
 }

@@ -669,7 +669,7 @@ bool convertModel(const ConvertOptions& options, ConvertReport* report, std::str
     Converter converter(options, *scene, space, ext == ".gltf" || ext == ".glb", staging, *report);
     bytes = converter.run();
   }
-  report->warnings.insert(report->warnings.begin(), "source axes: " + space.describe());
+  report->axes = space.describe();
   report->files.insert(report->files.begin(), name + ".vxk");
   bool ok = writeFileSafely(staging + "/" + name + ".vxk", bytes.data(), bytes.size(), false, 0644, error);
 

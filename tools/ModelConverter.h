@@ -33,6 +33,7 @@ struct ConvertReport {
   std::size_t lights = 0;
   std::size_t nodeAnimations = 0;    // transform keyframe controllers
   std::size_t vertexAnimations = 0;  // baked vertex frame controllers
+  std::string axes;               // the source frame used: "y up, z front", ...
   std::string sceneFile;          // OUT_DIR/NAME.vxk
   std::vector<std::string> files; // every file written, scene first (names inside OUT_DIR)
   std::size_t bytes = 0;          // their total size

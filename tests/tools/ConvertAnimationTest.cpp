@@ -77,6 +77,17 @@ TEST_F(ConvertTest, TheConvertedCameraSeesWhatTheModelsCameraSees) {
   }
 }
 
+TEST_F(ConvertTest, AGltfFileIsYUpWhateverUpSays) {
+  write("scene.gltf", spinningBoxScene());
+  ToolRun run = convert("scene.gltf out --up z");
+  ASSERT_EQ(run.code, 0) << run.err;
+  EXPECT_NE(run.err.find("warning: --up ignored"), std::string::npos) << run.err;
+  load("scene");
+  Camera* camera = node<Camera>("Cam");
+  ASSERT_NE(camera, nullptr);
+  expectNear(D3DXVECTOR3(camera->world._41, camera->world._42, camera->world._43), 0, 5, 0, "camera position");
+}
+
 TEST_F(ConvertTest, ANodeTurnedAboutItsUpAxisIsSeenTurnedTheSameWay) {
   // 90 degrees about glTF y: x goes to -z (away from the camera), z to x.
   const float h = std::sqrt(0.5f);

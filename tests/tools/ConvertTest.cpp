@@ -66,18 +66,20 @@ TEST_F(ConvertObjTest, WritesTheSceneAndItsTexturesAndReportsWhatItConverted) {
 TEST_F(ConvertObjTest, YUpModelsStandOnTheSceneZAxisAndScaleMultipliesLengths) {
   struct Case {
     const char* args;
+    const char* axes;                    // as the report names them
     float maxX, minY, maxY, minZ, maxZ;  // bounds of the converted box in scene axes
   };
   const Case cases[] = {
-      {"", 1, -1, 1, 0, 2},        // (x, y, z) -> (x, z, y)
-      {"--up z", 1, -2, 0, -1, 1},  // z already up: (x, y, z) -> (x, -y, z)
-      {"--scale 2", 2, -2, 2, 0, 4},
+      {"", "y up, z front", 1, -1, 1, 0, 2},         // (x, y, z) -> (x, z, y)
+      {"--up z", "z up, -y front", 1, -2, 0, -1, 1},  // z already up: (x, y, z) -> (x, -y, z)
+      {"--scale 2", "y up, z front", 2, -2, 2, 0, 4},
   };
   for (const Case& c : cases) {
     cwd.reset();
     std::filesystem::remove_all(dir.file("out"));
     ToolRun run = convert(std::string("box.obj out ") + c.args);
     ASSERT_EQ(run.code, 0) << c.args << run.err;
+    EXPECT_NE(run.out.find(std::string("source axes ") + c.axes), std::string::npos) << run.out;
     load("box");
     VertexBuffer* vb = box();
     ASSERT_NE(vb, nullptr);
