@@ -9,6 +9,7 @@
 #include "tools/showgen/Mp3Encoder.h"
 #include "tools/showgen/Pictures.h"
 #include "tools/showgen/SceneFile.h"
+#include "tools/showgen/SceneTextures.h"
 #include "tools/showgen/SwfFile.h"
 #include "tools/showgen/TextCard.h"
 #include "tools/showgen/Tune.h"
@@ -16,7 +17,7 @@
 namespace {
 
 constexpr int kJpegQuality = 90;
-constexpr int kMp3Kbps = 160;  // about 640 KB for the 32 seconds
+constexpr int kMp3Kbps = 128;  // about 1 MB for the 64 seconds
 
 std::string spinFrameName(int frame) {
   char name[32];
@@ -32,6 +33,39 @@ struct Product {
 
 std::function<bool(Bytes*, std::string*)> png(Canvas (*paint)(), PngColour colour) {
   return [=](Bytes* out, std::string* error) { return encodePng(paint(), colour, out, error); };
+}
+
+std::function<bool(Bytes*, std::string*)> jpeg(std::function<Canvas()> paint) {
+  return [=](Bytes* out, std::string* error) { return encodeJpeg(paint(), kJpegQuality, out, error); };
+}
+
+std::function<bool(Bytes*, std::string*)> scene(Bytes (*make)()) {
+  return [=](Bytes* out, std::string*) {
+    *out = make();
+    return true;
+  };
+}
+
+// The 3D scenes' textures, under the names the scene files give them.
+std::vector<Product> sceneProducts() {
+  std::vector<Product> products;
+  for (int face = 0; face < 6; ++face) {
+    products.push_back({skyFaceName("space", face), jpeg([face] { return makeSkyFace(Sky::space, face); })});
+    products.push_back({skyFaceName("dusk", face), jpeg([face] { return makeSkyFace(Sky::dusk, face); })});
+  }
+  products.push_back({"planet.jpg", jpeg(makePlanet)});
+  products.push_back({"planet-normal.png", png(makePlanetNormals, PngColour::straight)});
+  products.push_back({"atmosphere.png", png(makeAtmosphere, PngColour::straight)});
+  products.push_back({"panels.jpg", jpeg(makePanels)});
+  products.push_back({"panels-normal.png", png(makePanelNormals, PngColour::straight)});
+  products.push_back({"tiles.jpg", jpeg(makeTiles)});
+  products.push_back({"tiles-normal.png", png(makeTileNormals, PngColour::straight)});
+  products.push_back({"chrome.png", png(makeChrome, PngColour::straight)});
+  products.push_back({"spark.png", png(makeSpark, PngColour::premultiplied)});
+  products.push_back({"ember.png", png(makeEmber, PngColour::premultiplied)});
+  products.push_back({"orbit.vxk", scene(makeOrbitScene)});
+  products.push_back({"hall.vxk", scene(makeHallScene)});
+  return products;
 }
 
 std::vector<Product> pictureProducts() {
@@ -53,10 +87,7 @@ std::vector<Product> pictureProducts() {
                         out->assign(text.begin(), text.end());
                         return true;
                       }});
-  products.push_back({"orbit.vxk", [](Bytes* out, std::string*) {
-                        *out = makeOrbitScene();
-                        return true;
-                      }});
+  for (Product& product : sceneProducts()) products.push_back(std::move(product));
   products.push_back({"intro.swf", [](Bytes* out, std::string*) {
                         *out = makeSwf(800, 600, 25, 50, 6);
                         return true;

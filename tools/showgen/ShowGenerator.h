@@ -1,6 +1,7 @@
 #pragma once
 // Writes the example show's generated content: the pictures, the spinning
-// image sequence with its sequence file, the music and an empty movie. The
+// image sequence with its sequence file, the two 3D scenes with their
+// textures, the music and an empty movie. The
 // output depends on nothing but this code (fixed seeds, no time stamps), so
 // every run writes the same bytes.
 #include <cstdint>

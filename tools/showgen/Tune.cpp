@@ -129,20 +129,46 @@ struct Chord {
 };
 constexpr Chord kAm = {{57, 60, 64, 67}, 33}, kF = {{53, 57, 60, 64}, 29}, kC = {{55, 60, 64, 67}, 36},
                 kG = {{55, 59, 62, 67}, 31};
-constexpr std::array<Chord, kTuneBars> kChords = {kAm, kF, kC, kG, kAm, kF, kC, kG,
-                                                  kAm, kF, kC, kG, kAm, kF, kG, kAm};
+constexpr std::array<Chord, kTuneBars> kChords = {kAm, kF, kC, kG, kAm, kF, kC, kG, kAm, kF, kC,
+                                                  kG,  kAm, kF, kC, kG, kAm, kF, kC, kG, kAm, kF,
+                                                  kC,  kG,  kAm, kF, kC, kG, kAm, kF, kG, kAm};
+
+// The arrangement, bar by bar (bars from 0).
+constexpr int kBassBar = 4;                  // bass and drums enter
+constexpr int kFullBar = 8;                  // claps and sixteenth hats
+constexpr int kBreakBar = 16, kBreakEnd = 18;  // no drums in [kBreakBar, kBreakEnd)
+bool drumsIn(int bar) { return bar >= kBassBar && !(bar >= kBreakBar && bar < kBreakEnd); }
+bool fullDrums(int bar) { return bar >= kFullBar && drumsIn(bar) && bar != kBreakEnd; }
+// Rising claps on the last beat lead into the bar after.
+bool fillBar(int bar) { return bar % 4 == 3 && bar >= kBassBar + 3 && bar != kBreakBar - 1; }
+bool cymbalBar(int bar) { return bar >= kFullBar && bar % 4 == 0 && bar != kBreakEnd; }
 
 struct Note {
   double start, length;  // beats from the top
   int pitch;             // MIDI
 };
-// The lead melody over the last four bars.
-constexpr Note kMelody[] = {
-    {48.0, 1.5, 76}, {49.5, 0.5, 74}, {50.0, 1.0, 72}, {51.0, 1.0, 69},  // Am
-    {52.0, 1.5, 72}, {53.5, 0.5, 74}, {54.0, 2.0, 76},                    // F
-    {56.0, 1.0, 74}, {57.0, 1.0, 71}, {58.0, 1.0, 67}, {59.0, 1.0, 71},  // G
-    {60.0, 3.0, 69},                                                      // Am, held out
+// The lead melody: a rising phrase over bars 21-24, repeated over bars
+// 25-28, and the falling close over the last four bars.
+constexpr Note kPhrase[] = {
+    {0.0, 1.0, 72},  {1.0, 1.0, 76},  {2.0, 1.5, 81},  {3.5, 0.5, 79},  // Am
+    {4.0, 1.5, 77},  {5.5, 0.5, 76},  {6.0, 2.0, 72},                    // F
+    {8.0, 1.0, 76},  {9.0, 1.0, 79},  {10.0, 1.5, 84}, {11.5, 0.5, 83},  // C
+    {12.0, 2.0, 79}, {14.0, 1.0, 74}, {15.0, 1.0, 71},                   // G
 };
+constexpr Note kClose[] = {
+    {0.0, 1.5, 76}, {1.5, 0.5, 74}, {2.0, 1.0, 72}, {3.0, 1.0, 69},  // Am
+    {4.0, 1.5, 72}, {5.5, 0.5, 74}, {6.0, 2.0, 76},                   // F
+    {8.0, 1.0, 74}, {9.0, 1.0, 71}, {10.0, 1.0, 67}, {11.0, 1.0, 71},  // G
+    {12.0, 3.0, 69},                                                  // Am, held out
+};
+
+std::vector<Note> melody() {
+  std::vector<Note> notes;
+  for (double startBeat : {80.0, 96.0})
+    for (const Note& n : kPhrase) notes.push_back({startBeat + n.start, n.length, n.pitch});
+  for (const Note& n : kClose) notes.push_back({112.0 + n.start, n.length, n.pitch});
+  return notes;
+}
 
 std::size_t frameAt(double seconds) { return std::size_t(std::max(0.0, seconds) * kTuneRate); }
 
@@ -188,7 +214,7 @@ void playPad(Bus& bus) {
 
 // Octave-jumping eighths from bar 5; one long root on the last bar.
 void playBass(Bus& bus) {
-  for (int bar = 4; bar < kTuneBars; ++bar) {
+  for (int bar = kBassBar; bar < kTuneBars; ++bar) {
     const bool last = bar == kTuneBars - 1;
     for (int step = 0; step < (last ? 1 : 8); ++step) {
       const int pitch = kChords[std::size_t(bar)].bass + (step % 2 ? 12 : 0);
@@ -210,7 +236,8 @@ void playBass(Bus& bus) {
 }
 
 // Sixteenths through the chord and an octave above; the filter opens over
-// the first eight bars. Notes alternate a little left and right.
+// the first eight bars, closes for the break and opens again over the four
+// bars from there. Notes alternate a little left and right.
 void playArpeggio(Bus& bus) {
   constexpr int kOrder[8] = {0, 1, 2, 3, 4, 3, 2, 1};  // 4: the root an octave up
   const int steps = (kTuneBars - 1) * 16 + 8;          // stops halfway through the last bar
@@ -220,7 +247,9 @@ void playArpeggio(Bus& bus) {
     const int index = kOrder[step % 8];
     const int pitch = 12 + (index == 4 ? chord.pad[0] + 12 : chord.pad[std::size_t(index)]);
     const double start = step * kBeat / 4.0;
-    const double opening = std::min(1.0, start / (8 * kBar));
+    const double opening = bar >= kBreakBar && bar < kBreakBar + 4
+                               ? 0.35 + 0.65 * (start - kBreakBar * kBar) / (4 * kBar)
+                               : std::min(1.0, start / (8 * kBar));
     const double loud = (bar < 4 ? 0.8 : 1.0) * (step % 4 == 0 ? 1.0 : 0.75);
     const auto [l, r] = pan(step % 2 ? 0.35 : -0.35);
     Oscillator osc;
@@ -239,7 +268,7 @@ void playArpeggio(Bus& bus) {
 
 // Two saws a little apart, with vibrato that fades in on held notes.
 void playLead(Bus& bus) {
-  for (const Note& note : kMelody) {
+  for (const Note& note : melody()) {
     const double start = note.start * kBeat, held = note.length * kBeat - 0.03;
     Oscillator a, b;
     Filter filter;
@@ -319,7 +348,7 @@ void cymbal(Bus& bus, Random32& noise, double start, double gain) {
 std::vector<double> playDrums(Bus& bus) {
   Random32 noise{0x1234567u};
   std::vector<double> kicks;
-  for (int bar = 4; bar < kTuneBars; ++bar) {
+  for (int bar = kBassBar; bar < kTuneBars; ++bar) {
     const double top = bar * kBar;
     if (bar == kTuneBars - 1) {
       kick(bus, top, 0.75);
@@ -327,9 +356,16 @@ std::vector<double> playDrums(Bus& bus) {
       cymbal(bus, noise, top, 0.22);
       break;
     }
-    const bool full = bar >= 8;
-    const bool fill = bar == 7 || bar == 11 || bar == 14;
-    if (bar == 8 || bar == 12) cymbal(bus, noise, top, 0.2);
+    if (bar == kBreakBar) {  // one hit into the break, then two bars without drums
+      kick(bus, top, 0.75);
+      kicks.push_back(top);
+      cymbal(bus, noise, top, 0.24);
+      continue;
+    }
+    if (!drumsIn(bar)) continue;
+    const bool full = fullDrums(bar);
+    const bool fill = fillBar(bar);
+    if (cymbalBar(bar)) cymbal(bus, noise, top, 0.2);
     for (int beat = 0; beat < 4; ++beat) {
       kick(bus, top + beat * kBeat, 0.7);
       kicks.push_back(top + beat * kBeat);
