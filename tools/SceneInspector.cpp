@@ -4,6 +4,8 @@
 #include "platform/gfx/recording/RecordingDevice.h"
 #include "platform/os/MessageBox.h"
 #include "platform/os/Process.h"
+#include "render/DefaultProcessor.h"
+#include "render/GlowProcessor.h"
 #include "render/IndexBuffer.h"
 #include "render/Processor.h"
 #include "render/VertexBuffer.h"
@@ -143,6 +145,8 @@ const char* className(const Base* object) {
   if (dynamic_cast<const IndexBuffer*>(object)) return "IndexBuffer";
   if (dynamic_cast<const SpriteCloud*>(object)) return "SpriteCloud";
   if (dynamic_cast<const Sprite*>(object)) return "Sprite";
+  if (dynamic_cast<const GlowProcessor*>(object)) return "GlowProcessor";
+  if (dynamic_cast<const DefaultProcessor*>(object)) return "DefaultProcessor";
   if (dynamic_cast<const Processor*>(object)) return "Processor";
   return "Base";
 }
