@@ -2,6 +2,9 @@
 // and timing, camera selection, fog colour, shakes, and the cross-fade's
 // target switching and blend on the recording device.
 #include "ScriptTestUtil.h"
+#include "platform/d3dx/D3DXMath.h"
+#include "platform/gfx/D3D9Names.h"
+#include "render/GlowAmount.h"
 #include "scene/Camera.h"
 #include "scene/Group.h"
 #include "scene/SceneGraph.h"
@@ -66,6 +69,32 @@ class SceneCommandsTest : public ScriptTest {
 };
 
 using SceneCommandsDeathTest = SceneCommandsTest;
+
+// The first blur level's right-hand tap: identity but _31 = half a 256
+// texel + the radius (1 × the glow amount), _32 = half a texel.
+std::string firstTap(float amount) {
+  D3DXMATRIX m;
+  D3DXMatrixIdentity(&m);
+  m._31 = 0.5f / 256.0f + amount;
+  m._32 = 0.5f / 256.0f;
+  return "SetTransform(D3DTS_TEXTURE0, " + matrixText(m) + ")";
+}
+
+TEST_F(SceneCommandsTest, GlowAmountIsReadEveryFrame) {
+  const float saved = GlowAmount;
+  GlowAmount = 0.007f;
+  runAt(0, "loadscene world.vxk w\nplayscene w 1\n");
+  std::size_t mark = device->log().mark();
+  frameAt(10);
+  EXPECT_NE(device->log().find(firstTap(0.007f), mark), std::nullopt) << "0.007 until the script sets it";
+  mark = device->log().mark();
+  runAt(20, "setbluramount 0.02\n");
+  EXPECT_NE(device->log().find(firstTap(0.02f), mark), std::nullopt) << "the frame that sets it draws with it";
+  mark = device->log().mark();
+  frameAt(30);
+  EXPECT_NE(device->log().find(firstTap(0.02f), mark), std::nullopt);
+  GlowAmount = saved;
+}
 
 TEST_F(SceneCommandsTest, LoadedScenePlaysOnTheScriptClockWithItsSpeed) {
   runAt(100, "loadscene world.vxk World\nplayscene world 0.5\nsetscenetime 200\n");
