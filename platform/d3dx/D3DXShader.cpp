@@ -1,11 +1,9 @@
 #include "platform/d3dx/D3DXShader.h"
 
 #include "platform/d3dx/GlslSource.h"
-#include "platform/gfx/gl/GlProgram.h"
+#include "platform/gfx/GlslScan.h"
+#include "platform/gfx/ShaderCheck.h"
 #include "platform/os/Process.h"
-#include "platform/os/Window.h"
-
-#include <SDL.h>
 
 #include <algorithm>
 #include <cmath>
@@ -317,34 +315,22 @@ class ConstantTable final : public ID3DXConstantTable {
   ULONG m_refs = 1;
 };
 
-// --- Driver validation ------------------------------------------------------------------
+// --- Validation ------------------------------------------------------------------
 
-// Compiles the code in the current OpenGL context, or in a hidden window's
-// context for the length of the call. *checked is false when no context can
-// be had; the result is then true.
-bool driverAccepts(bool vertex, const std::string& code, std::string* log, bool* checked) {
-  std::unique_ptr<Window> probe;
-  if (!SDL_GL_GetCurrentContext()) {
-    WindowDesc desc;
-    desc.hidden = true;
-    desc.width = desc.height = 16;
-    std::string reason;
-    probe = Window::create(desc, &reason);
-    if (!probe) {
-      static bool told = false;
-      if (!told) {
-        told = true;
-        OutputDebugStringA(("D3DXCompileShader: no OpenGL context (" + reason +
-                            "); shaders get the structural checks only\n").c_str());
-      }
-      *checked = false;
-      return true;
+// The graphics back end's verdict on the emitted code. Without a back end
+// that can check, the structural checks already made stand; the first such
+// call says so once on the debugger output.
+bool backEndAccepts(bool vertex, const std::string& code, std::string* log) {
+  const ShaderCheck verdict = checkShaderStage(vertex, code, log);
+  if (verdict == ShaderCheck::Unchecked) {
+    static bool told = false;
+    if (!told) {
+      told = true;
+      OutputDebugStringA("D3DXCompileShader: no graphics back end can check shaders now (no device); "
+                         "shaders get the structural checks only\n");
     }
   }
-  *checked = true;
-  const GLuint shader = compileGlShader(vertex ? GL_VERTEX_SHADER : GL_FRAGMENT_SHADER, code, log);
-  if (shader) glDeleteShader(shader);
-  return shader != 0;
+  return verdict != ShaderCheck::Rejected;
 }
 
 // "vs_1_1" -> vertex, D3DVS_VERSION(1, 1); false for an unknown profile.
@@ -439,8 +425,7 @@ HRESULT D3DXCompileShader(const char* pSrcData, UINT SrcDataLen, const D3DXMACRO
 
   if (!(Flags & D3DXSHADER_SKIPVALIDATION)) {
     std::string log;
-    bool checked = false;
-    if (!driverAccepts(vertex, code, &log, &checked)) return failCompile(log, ppErrorMsgs);
+    if (!backEndAccepts(vertex, code, &log)) return failCompile(log, ppErrorMsgs);
   }
   if (ppShader) *ppShader = textBuffer(code);
   if (ppConstantTable)

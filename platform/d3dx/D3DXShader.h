@@ -35,12 +35,12 @@
 // macros, so an #ifdef'd use of a uniform counts only when its branch is on.
 //
 // Validation. Unless D3DXSHADER_SKIPVALIDATION is given, the emitted code is
-// compiled as GLSL by the driver: in the current OpenGL context, or, when
-// none is current, in a short-lived hidden window's context (SDL_VIDEODRIVER
-// =offscreen gives one without a display). A compile error fails the call
-// with E_FAIL and the driver's log in *ppErrorMsgs. Where no context can be
-// had, only the structural checks are made (balanced brackets and
-// conditionals, #error, the entry point, the uniform declarations); the
+// checked by the graphics back end (platform/gfx/ShaderCheck.h): the OpenGL
+// back end compiles it in the context of one of its devices, so D3DX itself
+// makes no driver calls and no context. A compile error fails the call with
+// E_FAIL and the driver's log in *ppErrorMsgs. Where no back end can check
+// (no device yet), only the structural checks are made (balanced brackets
+// and conditionals, #error, the entry point, the uniform declarations); the
 // first such call says so once on the debugger output. Other flags are
 // accepted and ignored, except D3DXSHADER_PACKMATRIX_ROWMAJOR, which only
 // changes the matrix class the table reports.

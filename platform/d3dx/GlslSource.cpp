@@ -1,6 +1,6 @@
 #include "platform/d3dx/GlslSource.h"
 
-#include "platform/gfx/gl/GlProgram.h"
+#include "platform/gfx/GlslScan.h"
 
 #include <algorithm>
 #include <climits>

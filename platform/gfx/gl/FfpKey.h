@@ -5,6 +5,7 @@
 // compared and hashed as raw memory; build it with FfpKey{} (all zero) so the
 // padding is zero too.
 #include "platform/gfx/D3D9Constants.h"
+#include "platform/gfx/GlslScan.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -115,11 +116,6 @@ struct FfpSources {
 };
 FfpSources generateFfpSources(const FfpKey& key);
 
-// An output of a vertex program of the system's own ("vec4", "TEXCOORD0").
-struct ShaderVarying {
-  std::string type;
-  std::string name;
-};
 // The fixed-function pixel stages behind a vertex program of the system's
 // own: stage i reads TEXCOORDn (n its TEXCOORDINDEX set), COLOR0, COLOR1 and
 // FOG from the outputs that program declares.

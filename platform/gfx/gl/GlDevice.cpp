@@ -1,6 +1,7 @@
 #include "platform/gfx/gl/GlDevice.h"
 
 #include "platform/gfx/D3D9Defaults.h"
+#include "platform/gfx/ShaderCheck.h"
 
 #include "platform/gfx/gl/GlProgram.h"
 #include "platform/os/Process.h"
@@ -32,6 +33,27 @@ bool shapesProgram(D3DRENDERSTATETYPE state) {
     default:
       return false;
   }
+}
+
+// Devices alive, oldest first: shader checks compile in one of their contexts.
+std::vector<GlDevice*>& liveDevices() {
+  static std::vector<GlDevice*> devices;
+  return devices;
+}
+
+// The back end's shader check: compiles the stage in the context of a live
+// device, the current one if a device's context is current, else the newest
+// device's, which then stays current (a device makes its own context current
+// before it draws, so no device is disturbed). Unchecked without a device.
+ShaderCheck checkInDeviceContext(bool vertex, const std::string& code, std::string* log) {
+  const std::vector<GlDevice*>& devices = liveDevices();
+  if (devices.empty()) return ShaderCheck::Unchecked;
+  if (std::none_of(devices.begin(), devices.end(), [](GlDevice* d) { return d->isCurrent(); }))
+    devices.back()->makeCurrent();
+  const GLuint shader = compileGlShader(vertex ? GL_VERTEX_SHADER : GL_FRAGMENT_SHADER, code, log);
+  if (!shader) return ShaderCheck::Rejected;
+  glDeleteShader(shader);
+  return ShaderCheck::Accepted;
 }
 
 }  // namespace
@@ -139,6 +161,8 @@ bool GlDevice::init(Window* window, std::unique_ptr<Window> ownWindow, const D3D
   m_window = window;
   m_ownWindow = std::move(ownWindow);
   makeCurrent();
+  liveDevices().push_back(this);
+  setShaderChecker(checkInDeviceContext);
   glGetIntegerv(GL_MAX_SAMPLES, &m_limits.maxSamples);
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &m_limits.maxTextureSize);
   GLfloat pointRange[2] = {1.0f, 64.0f};
@@ -213,6 +237,9 @@ void GlDevice::setDefaultStates() {
 }
 
 GlDevice::~GlDevice() {
+  std::vector<GlDevice*>& devices = liveDevices();
+  devices.erase(std::remove(devices.begin(), devices.end(), this), devices.end());
+  if (devices.empty()) setShaderChecker(nullptr);
   makeCurrent();
   for (auto*& t : m_textures)
     if (t) t->Release(), t = nullptr;
@@ -253,6 +280,8 @@ ULONG GlDevice::Release() {
 void GlDevice::makeCurrent() {
   if (m_window && !m_window->isCurrent()) m_window->makeCurrent();
 }
+
+bool GlDevice::isCurrent() const { return m_window && m_window->isCurrent(); }
 
 void GlDevice::forgetShader(std::uint32_t id) {
   for (auto it = m_programs.begin(); it != m_programs.end();) {

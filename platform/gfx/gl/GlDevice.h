@@ -157,6 +157,7 @@ class GlDevice final : public Device {
   // Makes the device's context current if it is not (several devices may
   // live side by side, each with its own context).
   void makeCurrent();
+  bool isCurrent() const;
   // Objects made by Create* calls and not yet released (the soak run checks
   // that a show which frees what it loads keeps this flat).
   std::size_t liveResourceCount() const { return m_resources.size(); }

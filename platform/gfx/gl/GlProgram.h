@@ -9,6 +9,7 @@
 // in_PointSize and in_TexCoord0..7; those names are bound to the locations.
 #include <epoxy/gl.h>
 
+#include "platform/gfx/GlslScan.h"
 #include "platform/gfx/gl/FfpKey.h"
 
 #include <cstddef>
@@ -47,16 +48,3 @@ std::string wrapVertexStage(const std::string& source);
 // vertex stage, mix(vx_fogColor, colour, FOG). Sources without a vec4 output
 // come back unchanged.
 std::string wrapPixelStage(const std::string& source, unsigned char alphaFunc, bool fog, bool fogInput);
-
-// GLSL scanning for the system's stages (no preprocessing: comments and
-// # lines are skipped, macros are not expanded).
-struct GlslToken {
-  std::string text;     // an identifier or number, or one punctuation character
-  std::size_t offset;   // into the source
-};
-std::vector<GlslToken> tokenizeGlsl(const std::string& source);
-// Global declarations `in|out float|vec2|vec3|vec4 NAME;` (qualifiers such
-// as layout(...) or flat in front are allowed), in source order.
-std::vector<ShaderVarying> declaredVaryings(const std::string& source, const char* direction);
-// Whether the identifier appears in the source outside comments.
-bool mentionsIdentifier(const std::string& source, const std::string& name);

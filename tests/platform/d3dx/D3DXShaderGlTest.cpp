@@ -49,25 +49,36 @@ void Main() {
 }
 )";
 
-TEST(D3DXShaderDriver, WithoutAContextAHiddenOneCompiles) {
-  ASSERT_EQ(SDL_GL_GetCurrentContext(), nullptr);
-  Compiled c;
-  compile(&c, kTypeError, "Main", "vs_1_1");
-  EXPECT_EQ(c.hr, E_FAIL);
-  EXPECT_EQ(c.code, nullptr);
-  EXPECT_EQ(c.table, nullptr);
-  EXPECT_THAT(c.errors, HasSubstr("error"));
-  EXPECT_EQ(SDL_GL_GetCurrentContext(), nullptr) << "the borrowed context is gone again";
-
-  ID3DXBuffer* code = nullptr;
-  EXPECT_EQ(D3DXCompileShader(kTypeError, UINT(std::strlen(kTypeError)), nullptr, nullptr, "Main", "vs_1_1",
-                              D3DXSHADER_SKIPVALIDATION, &code, nullptr, nullptr),
-            D3D_OK)
-      << "structurally the source is fine";
-  code->Release();
-}
-
 using D3DXShaderGl = gltest::GlDeviceTest;
+
+// The OpenGL back end checks shaders while one of its devices lives, in that
+// device's context; before the first and after the last, D3DX makes no
+// context of its own and keeps to the structural checks.
+TEST_F(D3DXShaderGl, TheBackEndChecksWhileADeviceLives) {
+  auto compileTypeError = [] {
+    Compiled c;
+    compile(&c, kTypeError, "Main", "vs_1_1");
+    EXPECT_EQ(c.code != nullptr, c.hr == D3D_OK);
+    EXPECT_EQ(c.table != nullptr, c.hr == D3D_OK);
+    if (c.hr != D3D_OK) {
+      EXPECT_THAT(c.errors, HasSubstr("error"));
+    }
+    return c.hr;
+  };
+  EXPECT_EQ(compileTypeError(), E_FAIL) << "the fixture's device checks";
+  // With no context current, the check makes the device's current.
+  SDL_GL_MakeCurrent(nullptr, nullptr);
+  EXPECT_EQ(compileTypeError(), E_FAIL);
+  EXPECT_NE(SDL_GL_GetCurrentContext(), nullptr);
+
+  close();
+  SDL_GL_MakeCurrent(nullptr, nullptr);
+  EXPECT_EQ(compileTypeError(), D3D_OK) << "structurally the source is fine";
+  EXPECT_EQ(SDL_GL_GetCurrentContext(), nullptr) << "no context was made for the check";
+
+  open(gltest::DeviceOptions{});
+  EXPECT_EQ(compileTypeError(), E_FAIL) << "a new device checks again";
+}
 
 TEST_F(D3DXShaderGl, DriverLogCountsSourceLines) {
   const D3DXMACRO defines[] = {{"ONE", "1"}, {"TWO", "2"}, {}};

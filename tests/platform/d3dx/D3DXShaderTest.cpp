@@ -1,8 +1,10 @@
 // D3DXCompileShader's source handling and constant tables against the
-// recording device. The driver check is skipped here (SKIPVALIDATION) so the
-// results do not depend on a display; D3DXShaderGlTest.cpp covers it.
+// recording device. The back end's check is skipped here (SKIPVALIDATION) or
+// played by a checker of the test's own, so the results do not depend on a
+// display; D3DXShaderGlTest.cpp covers the OpenGL back end's check.
 #include "platform/d3dx/D3DXShader.h"
 
+#include "platform/gfx/ShaderCheck.h"
 #include "platform/gfx/recording/RecordingDevice.h"
 
 #include <gmock/gmock.h>
@@ -492,6 +494,67 @@ TEST(D3DXCompileShader, RunawayInputsFailInsteadOfHanging) {
   EXPECT_THAT(compile(minus.c_str(), "Main").errors, HasSubstr("nests too deeply"));
   const std::string nested = "uniform float f = " + std::string(1000, '(') + "1.0" + std::string(1000, ')') + ";\n";
   EXPECT_EQ(compile(nested.c_str(), "Main").hr, E_FAIL);
+}
+
+// Validation goes to the back end's checker with the emitted code and the
+// stage; its verdict decides, its log becomes the error messages.
+TEST(D3DXCompileShader, ValidationAsksTheBackEndsChecker) {
+  struct Call {
+    bool vertex;
+    std::string code;
+  };
+  std::vector<Call> calls;
+  ShaderCheck verdict = ShaderCheck::Rejected;
+  setShaderChecker([&](bool vertex, const std::string& code, std::string* log) {
+    calls.push_back({vertex, code});
+    if (verdict == ShaderCheck::Rejected) *log = "0:6(9): error: checker says no\n";
+    return verdict;
+  });
+  auto run = [&](const char* entry, const char* profile, DWORD flags, std::string* code, std::string* errors) {
+    ID3DXBuffer* codeBuffer = nullptr;
+    ID3DXBuffer* errorBuffer = nullptr;
+    ID3DXConstantTable* table = nullptr;
+    const HRESULT hr = D3DXCompileShader(kLitSource, UINT(std::strlen(kLitSource)), nullptr, nullptr, entry, profile,
+                                         flags, &codeBuffer, &errorBuffer, &table);
+    code->clear();
+    errors->clear();
+    if (codeBuffer) *code = static_cast<const char*>(codeBuffer->GetBufferPointer()), codeBuffer->Release();
+    if (errorBuffer) *errors = static_cast<const char*>(errorBuffer->GetBufferPointer()), errorBuffer->Release();
+    EXPECT_EQ(table != nullptr, hr == D3D_OK);
+    if (table) table->Release();
+    return hr;
+  };
+  std::string code, errors;
+  EXPECT_EQ(run("PPLVShader", "vs_1_1", 0, &code, &errors), E_FAIL);
+  EXPECT_EQ(code, "");
+  EXPECT_EQ(errors, "0:6(9): error: checker says no\n");
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_TRUE(calls[0].vertex);
+  EXPECT_THAT(calls[0].code, HasSubstr("void main() { PPLVShader();"));
+
+  verdict = ShaderCheck::Accepted;
+  EXPECT_EQ(run("PPLVShaderEnv", "ps_2_0", 0, &code, &errors), D3D_OK);
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_FALSE(calls[1].vertex) << "a ps_* profile is a pixel stage";
+  EXPECT_EQ(calls[1].code, code) << "the checker sees exactly the code the caller gets";
+
+  // Nothing able to check: the structural checks stand.
+  verdict = ShaderCheck::Unchecked;
+  EXPECT_EQ(run("PPLVShader", "vs_1_1", 0, &code, &errors), D3D_OK);
+  EXPECT_EQ(calls.size(), 3u);
+
+  // SKIPVALIDATION does not ask.
+  verdict = ShaderCheck::Rejected;
+  EXPECT_EQ(run("PPLVShader", "vs_1_1", D3DXSHADER_SKIPVALIDATION, &code, &errors), D3D_OK);
+  EXPECT_EQ(calls.size(), 3u);
+  // A structural error fails before the checker is asked.
+  EXPECT_EQ(run("NoSuchEntry", "vs_1_1", 0, &code, &errors), E_FAIL);
+  EXPECT_EQ(calls.size(), 3u);
+
+  setShaderChecker(nullptr);
+  EXPECT_EQ(checkShaderStage(true, "anything", &errors), ShaderCheck::Unchecked);
+  EXPECT_EQ(run("PPLVShader", "vs_1_1", 0, &code, &errors), D3D_OK);
+  EXPECT_EQ(calls.size(), 3u);
 }
 
 TEST(D3DXBuffer, CreatesZeroedBuffers) {
