@@ -161,7 +161,7 @@ step() {  # step NAME COMMAND
 list_packages() { inside "dpkg-query -W -f='\${Package} \${Version}\n'" 2>/dev/null | LC_ALL=C sort; }
 list_packages >"$logs/base-packages.txt"
 
-echo "fresh-check: $rev in $root, logs in $logs" >&2
+echo "fresh-check: $rev ($(git -C "$repo" log -1 --format=%s "$rev" | cut -c1-60)) in $root, logs in $logs" >&2
 if [ $only_play = 0 ]; then step test ./test.sh || true; fi
 if step play ./play.sh; then
   out="$root/root/vxplay/out"
@@ -181,8 +181,9 @@ fi
 # What the two steps installed on top of the base, for the record.
 list_packages | LC_ALL=C comm -13 "$logs/base-packages.txt" - >"$logs/installed-packages.txt" || true
 
+took="$((SECONDS / 60)) min $((SECONDS % 60)) s"
 if [ ${#failed[@]} -gt 0 ]; then
-  echo "fresh-check: FAILED: ${failed[*]} (logs in $logs)" >&2
+  echo "fresh-check: FAILED: ${failed[*]} after $took (logs in $logs)" >&2
   exit 1
 fi
-echo "fresh-check: a fresh Debian 12 root passes ./test.sh and ./play.sh (logs in $logs)" >&2
+echo "fresh-check: a fresh Debian 12 root passes ./test.sh and ./play.sh, in $took (logs in $logs)" >&2
