@@ -4,7 +4,7 @@
 # and what scripts/deps.sh installs: a package the build, the tests or the
 # player need but deps.sh forgets fails here instead of on a user's machine.
 #
-#   sudo scripts/fresh-check.sh [--keep] [--new-base] [--only-play] [COMMIT]
+#   sudo scripts/fresh-check.sh [--keep] [--new-base] [--only-play] [--ccache] [COMMIT]
 #
 # COMMIT (default HEAD) is cloned from this repository, so only what is
 # committed is checked. The pristine base is made once with mmdebstrap (or
@@ -12,6 +12,13 @@
 # (VX_FRESH_CACHE, default /var/tmp/vxplay-fresh); every run unpacks a new
 # copy of it, so packages installed by one run never hide a gap in the next.
 # --new-base remakes the tarball (say after a Debian point release).
+# --ccache compiles through this machine's ccache (its cache folder is bound
+# into the root; ccache and ninja-build are added to the root, and the build
+# uses Ninja as the team's own build folders do, so their objects are hits).
+# A missing header still fails (ccache checks every header a cached object
+# was made from, and preprocesses afresh when one is gone), linking and the
+# tests run for real; what is lost is the proof that a plain `make` build
+# works, so leave it off for the final word on a new dependency.
 # Needs root (chroot, mounts) and network access to deb.debian.org.
 #
 # Inside the root, as root with a bare environment and no display:
@@ -27,12 +34,14 @@ set -euo pipefail
 keep=0
 new_base=0
 only_play=0
+use_ccache=0
 commit=HEAD
 while [ $# -gt 0 ]; do
   case "$1" in
     --keep) keep=1 ;;
     --new-base) new_base=1 ;;
     --only-play) only_play=1 ;;
+    --ccache) use_ccache=1 ;;
     -h | --help) sed -n '2,/^set -euo/p' "$0" | sed -e '$d' -e 's/^# \{0,1\}//'; exit 0 ;;
     -*) echo "fresh-check: unknown option $1 (see --help)" >&2; exit 2 ;;
     *) commit=$1 ;;
@@ -134,11 +143,25 @@ mount_in /dev --rbind /dev
 mount --make-rslave "$root/dev"
 mount_in /tmp -t tmpfs tmpfs
 
+build_env=()
+if [ $use_ccache = 1 ]; then
+  host_cache=$(ccache -k cache_dir 2>/dev/null) || {
+    echo "fresh-check: --ccache needs ccache on this machine" >&2
+    exit 2
+  }
+  mkdir -p "$host_cache"
+  mount_in /var/cache/vx-ccache --bind "$host_cache"
+  # The same keys as the team's builds: paths below the checkout are
+  # hashed relative to it, the build folder's own path is not hashed.
+  build_env=(CCACHE_DIR=/var/cache/vx-ccache CCACHE_BASEDIR=/root/vxplay CCACHE_NOHASHDIR=1
+    CMAKE_GENERATOR=Ninja CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+
 # A bare environment: no DISPLAY (./play.sh renders off screen), none of the
 # caller's paths, compilers or caches.
 inside() {
   chroot "$root" /usr/bin/env -i HOME=/root LANG=C.UTF-8 TERM=dumb \
-    PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+    PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "${build_env[@]}" \
     /bin/bash -c "cd /root/vxplay && $1"
 }
 
@@ -159,6 +182,13 @@ step() {  # step NAME COMMAND
 }
 
 list_packages() { inside "dpkg-query -W -f='\${Package} \${Version}\n'" 2>/dev/null | LC_ALL=C sort; }
+if [ $use_ccache = 1 ]; then
+  inside "DEBIAN_FRONTEND=noninteractive apt-get update -qq && apt-get install -y -qq --no-install-recommends ccache ninja-build" \
+    >"$logs/ccache-setup.log" 2>&1 || {
+    tail -20 "$logs/ccache-setup.log" >&2
+    exit 1
+  }
+fi
 list_packages >"$logs/base-packages.txt"
 
 echo "fresh-check: $rev ($(git -C "$repo" log -1 --format=%s "$rev" | cut -c1-60)) in $root, logs in $logs" >&2
