@@ -220,6 +220,32 @@ void scriptSeeds(const fs::path& showDir) {
                                  "shakecamera 1 2 3 4 5\nsetactivecamera Cam\nfreescene s\n"}}));
 }
 
+// fuzz_check: every show of fuzz_script, and shows made of the mistakes the
+// checker reports, each kind at least once.
+void checkSeeds() {
+  const fs::path scripts = fs::path(g_root) / "fuzz_script";
+  for (const auto& entry : fs::directory_iterator(scripts))
+    if (entry.path().filename().string().rfind("regress-", 0) != 0)
+      put("fuzz_check", entry.path().filename().string(), readText(entry.path()));
+  const std::string png = str(makePng(8, 6, patternPixels(8, 6)));
+  const std::string bmp = str(makeBmp(4, 4, patternPixels(4, 4), 24));
+  put("fuzz_check", "mistakes",
+      joinShowFiles({{"demo.vxc",
+                      "# every kind of mistake\n\nplaysene a\nloadimage gone.png g\nloadimage a.bmp b\n"
+                      "loadimage s.seq s\nsetlayer g 1\nsetlayer ghost 2\nfreeimage b\nsetlayer b 3\n"
+                      "playscene none 1.0\nxfadescene none 1 2\nplaymusic none\nplayflash none\n"
+                      "setlayeralpha 1 # half\nsettime 9000\nwaituntil 100\ninclude nowhere.vxc\n"
+                      "include demo.vxc\nloadscene w.vxk w\nloadmusic t.mp3 t\nloadflash m.swf m\n"},
+                     {"a.bmp", bmp},
+                     {"s.seq", "0 f.png\n100 missing.png\n"},
+                     {"f.png", png},
+                     {"w.vxk", "not a scene"},
+                     {"t.mp3", "not music"},
+                     {"m.swf", "FWS"}}));
+  put("fuzz_check", "music-left-playing",
+      joinShowFiles({{"demo.vxc", "loadmusic t.mp3 t\nplaymusic t 0\nwait 10\n"}, {"t.mp3", tinyMp3()}}));
+}
+
 void sceneSeeds() {
   using namespace vxk;
   const std::string tga = str(makeTga(4, 4, patternPixels(4, 4), 24));
@@ -293,6 +319,7 @@ int main(int argc, char** argv) {
   sequenceSeeds();
   movieSeeds();
   scriptSeeds(argv[2]);
+  checkSeeds();
   sceneSeeds();
   return 0;
 }

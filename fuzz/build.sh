@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bin="${1:-build-fuzz}"
-targets=(fuzz_archive fuzz_config fuzz_script fuzz_imageseq fuzz_image fuzz_swf fuzz_vxk fuzz_animseq
+targets=(fuzz_archive fuzz_config fuzz_script fuzz_check fuzz_imageseq fuzz_image fuzz_swf fuzz_vxk fuzz_animseq
   vx_fuzz_corpus)
 cmake -S . -B "$bin" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVX_FUZZ=ON -DVX_BENCH=OFF -DVX_WERROR=ON >/dev/null

@@ -419,6 +419,7 @@ class Walk final : public ScriptParseObserver {
         useFile(loader->fileName);
       } else if (auto* animated = dynamic_cast<AnimatedTexture*>(object)) {
         const std::string& name = animated->name;
+        if (name.size() < 3) continue;  // the loader makes none such: the sequence is the name's last three letters
         const std::string sequence = name.substr(0, name.size() - 3) + "seq";
         useFile(sequence);
         if (std::find(m_report->looseOnlyFiles.begin(), m_report->looseOnlyFiles.end(), sequence) ==
@@ -540,7 +541,7 @@ bool checkShow(const CheckOptions& options, CheckReport* report, std::string* er
   if (!options.archive.empty() && !archive->Open(options.archive.c_str()))
     return *error = "cannot open archive '" + options.archive + "'", false;
   CFLArchive* previousArchive = g_archive;
-  g_archive = options.archive.empty() ? nullptr : archive.get();
+  if (!options.archive.empty()) g_archive = archive.get();
 
   soundForceOutput(FSOUND_OUTPUT_OFFLINE);
   soundOfflineSetCollect(false);

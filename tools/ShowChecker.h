@@ -21,7 +21,7 @@
 
 struct CheckOptions {
   std::string script = "demo.vxc";  // as the player names it
-  std::string archive;               // empty: loose files only
+  std::string archive;               // empty: the process's open archive (g_archive), if any
   // Standard error stays silent while the player's code runs (its message
   // boxes and debugger lines would repeat the report). Off for the fuzz
   // target, whose sanitizer reports go there.

@@ -81,7 +81,7 @@ TEST_F(ExampleShow, PacksExactlyWhatItUsesAndPlaysAsTheLooseFilesDo) {
   // reach the end of the script, and the frames and sound are the loose show's.
   ToolRun packed = vxtool(other, "check --archive show.cfl");
   EXPECT_EQ(packed.code, 0) << packed.out;
-  const std::string render = " --fps 4 --size 160x120 --quiet";
+  const std::string render = " --fps 2 --size 128x96 --quiet";
   ToolRun fromLoose = vxtool(show, "render" + render + " --frames '" + other.file("a") + "' --wav '" +
                                        other.file("a.wav") + "'");
   ToolRun fromArchive = vxtool(other, "render --archive show.cfl" + render + " --frames b --wav b.wav");
@@ -89,7 +89,7 @@ TEST_F(ExampleShow, PacksExactlyWhatItUsesAndPlaysAsTheLooseFilesDo) {
   ASSERT_EQ(fromArchive.code, 0) << fromArchive.err;
   EXPECT_NE(fromArchive.err.find("to the end of the script"), std::string::npos) << fromArchive.err;
   const int frames = countFrames(other.file("a"));
-  ASSERT_GT(frames, 100) << "the show runs about 27 s";
+  ASSERT_GT(frames, 40) << "the show runs for a minute";
   ASSERT_EQ(countFrames(other.file("b")), frames);
   for (int k = 0; k < frames; ++k) {
     char name[32];
