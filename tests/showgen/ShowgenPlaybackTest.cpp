@@ -164,6 +164,7 @@ TEST_F(ShowgenPlayback, ScenesKeepTheirSubjectsInViewAndCutOnTheBeat) {
   };
   std::vector<Cut> cuts;
   std::map<std::string, std::set<std::string>> camerasSeen;
+  std::map<std::string, double> firstShown;
   std::map<std::string, int> framesShown;
   const SceneGraph* lastScene = nullptr;
   std::string lastCamera;
@@ -179,6 +180,20 @@ TEST_F(ShowgenPlayback, ScenesKeepTheirSubjectsInViewAndCutOnTheBeat) {
     soundOfflineAdvanceMs(kFrameMs);
     const double t = GetDemoTime() - scripter->timeOffset;
     if (musicStart < 0.0 && scripter->currentMusic != nullptr) musicStart = t;
+
+    // Each scene opens on its first camera at its time 0 (a cross-fade
+    // target at the fade's start), where its cuts are counted from.
+    auto opening = [&](SceneGraph* s, double sceneTime) {
+      const std::string slot = slotOf(s);
+      if (s == nullptr || firstShown.count(slot)) return;
+      firstShown[slot] = t;
+      ASSERT_NE(s->activeCamera, nullptr);
+      EXPECT_EQ(s->activeCamera->name, s->cameras.front()->name) << slot;
+      EXPECT_LT(std::fabs(sceneTime), kFrameMs + 1.0) << slot << " opens at its time " << sceneTime;
+    };
+    opening(scripter->currentScene, (t - scripter->sceneStart) * scripter->sceneSpeed);
+    if (scripter->xfadeActive)
+      opening(scripter->xfadeTarget, (t - scripter->xfadeStart + scripter->xfadeOffset) * scripter->xfadeSpeed);
 
     SceneGraph* scene = scripter->currentScene;
     if (scene != nullptr && scene->activeCamera != nullptr) {
@@ -233,9 +248,11 @@ TEST_F(ShowgenPlayback, ScenesKeepTheirSubjectsInViewAndCutOnTheBeat) {
   EXPECT_GE(cuts.size(), 6u);
   // The activators cut a little ahead of the bar line, so that a command on
   // the bar already meets the new camera; never more than a few frames off.
-  for (const Cut& cut : cuts)
+  for (const Cut& cut : cuts) {
+    EXPECT_GT(cut.time - firstShown[cut.scene], 7000.0) << cut.scene << "'s opening shot is cut short";
     EXPECT_LT(std::fabs(offGrid(cut.time - musicStart, kBarMs)), 3 * kFrameMs)
         << cut.scene << " cuts to " << cut.camera << " at " << cut.time << " ms, off the bar";
+  }
   EXPECT_GE(shakes, 3);
   EXPECT_GE(fogChanges, 3);
 }

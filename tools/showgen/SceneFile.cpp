@@ -182,14 +182,15 @@ PRS at(const D3DXVECTOR3& eye, const D3DXVECTOR3& target, float roll = 0.0f) {
   return prs;
 }
 
-// A glowing sprite on its own node.
+// A sprite on its own node, added onto the picture (and onto the glow
+// image when `glows`).
 void writeLamp(VxkWriter& w, Ids& ids, std::uint32_t texture, std::uint32_t parent, const std::string& name,
-               D3DXVECTOR3 position, float size) {
+               D3DXVECTOR3 position, float size, bool glows = true) {
   const std::uint32_t node = ids.next();
   NodeRecord record{.parentId = std::int32_t(parent), .name = name};
   record.prs.position = position;
   w.group(node, record);
-  w.sprite(ids.next(), SpriteRecord{.nodeId = node, .textureId = texture, .size = size, .drawnInGlowPass = true,
+  w.sprite(ids.next(), SpriteRecord{.nodeId = node, .textureId = texture, .size = size, .drawnInGlowPass = glows,
                                     .blendMode = 0});
 }
 
@@ -225,12 +226,13 @@ Bytes makeOrbitScene() {
   w.group(tilt, tiltNode);
 
   // Cameras first: the first one linked is active when the scene starts.
+  // "Ring" and "Close" move in the rings' plane.
   // Shots on the loop: Wide 0-8 s, Ring 8-12 s, Close 12-16 s, Wide 16-20 s,
   // Ring 20-24 s, Close 24-32 s.
   const std::uint32_t wide = ids.next(), ring = ids.next(), close = ids.next();
   w.camera(wide, camera(root, "Wide", 0.80f, kFar, kFog, {0, 16000}));
   w.camera(ring, camera(tilt, "Ring", 0.85f, kFar, kFog, {8000, 20000}));
-  w.camera(close, camera(root, "Close", 0.75f, kFar, kFog, {12000, 24000}));
+  w.camera(close, camera(tilt, "Close", 0.75f, kFar, kFog, {12000, 24000}));
   w.prsAnimation(pathAnimation(wide, kSceneLoopMs, 250, [](float t) {
     const float a = (-62.0f + 1.6f * t / 1000.0f) * kDegree;
     return at({18.0f * std::cos(a), 18.0f * std::sin(a), 4.0f + 1.5f * std::sin(t / 5000.0f)}, {-1.5f, 1.0f, 0.0f});
@@ -240,25 +242,29 @@ Bytes makeOrbitScene() {
     return at({10.5f * std::cos(b), 10.5f * std::sin(b), 0.7f}, {0.0f, 0.0f, 0.6f}, 0.06f);
   }));
   w.prsAnimation(pathAnimation(close, kSceneLoopMs, 250, [](float t) {
-    const float c = (150.0f - 1.5f * t / 1000.0f) * kDegree;
-    const D3DXVECTOR3 eye{5.4f * std::cos(c), 5.4f * std::sin(c), 2.2f};
-    const float limb = c - 50.0f * kDegree;
-    return at(eye, {3.0f * std::cos(limb), 3.0f * std::sin(limb), 0.2f}, -0.12f);
+    // Above the rings' plane, over the planet's day side, looking along
+    // its limb towards the terminator.
+    const float c = (-45.0f + 1.5f * t / 1000.0f) * kDegree;
+    const D3DXVECTOR3 eye{4.9f * std::cos(c), 4.9f * std::sin(c), 2.6f};
+    const float limb = c + 55.0f * kDegree;
+    return at(eye, {3.0f * std::cos(limb), 3.0f * std::sin(limb), 0.0f}, 0.12f);
   }));
 
-  // The sun: a point light far to the side, its glow a sprite on it.
+  // The sun: a point light to the left of the wide shot and a little in
+  // front of it, so that the planet shows its day side and its terminator;
+  // its disc is a sprite, bright enough without the glow pass.
   const std::uint32_t sun = ids.next();
   LightRecord light;
   light.node.parentId = std::int32_t(root);
   light.node.name = "Sun";
-  light.node.prs.position = {-17.0f, 6.0f, 8.0f};
+  light.node.prs.position = {16.0f, -5.0f, 9.0f};
   light.type = 1;
   light.color = 0xFFFFE8D0;
   light.intensity = 1.2f;
   light.range = 90.0f;
   light.shadowColor = 0xFF102050;
   w.light(sun, light);
-  writeLamp(w, ids, textures("orb.png"), sun, "SunGlow", {0.0f, 0.0f, 0.0f}, 12.0f);
+  writeLamp(w, ids, textures("orb.png"), sun, "SunGlow", {0.0f, 0.0f, 0.0f}, 12.0f, false);
 
   writeSky(w, ids, textures, root, "space", 20.0f);
 
@@ -286,7 +292,7 @@ Bytes makeOrbitScene() {
     const std::uint32_t node = ids.next(), mesh = ids.next(), material = ids.next();
     w.group(node, NodeRecord{.parentId = std::int32_t(tilt), .name = style.name, .meshId = mesh});
     w.material(material, MaterialRecord{.diffuseColor = style.colour, .specularColor = 0xFF000000,
-                                        .ambientColor = 0xFF000000, .emissiveColor = 0xFF505050});
+                                        .ambientColor = 0xFF000000, .emissiveColor = 0xFF404040});
     MeshData torus;
     addTorus(torus, style.radius, 0.045f, 1.0f, 128, 6, 1.0f, 1.0f);
     writeMesh(w, ids, mesh, node, style.name, torus, {material});
@@ -339,7 +345,7 @@ Bytes makeHallScene() {
   VxkWriter w;
   Ids ids;
   Textures textures(w, ids);
-  w.ambient(0xFF302040);
+  w.ambient(0xFF483060);
   const std::uint32_t root = ids.next();
   w.group(root, NodeRecord{.name = "root"});
   constexpr std::uint32_t kFog = 0xFF9E2B6B;  // the dusk sky's horizon
@@ -358,8 +364,9 @@ Bytes makeHallScene() {
     return at(eye, relicCentre + D3DXVECTOR3{0.0f, 0.0f, -0.8f});
   }));
   w.prsAnimation(pathAnimation(orbit, kSceneLoopMs, 250, [=](float t) {
+    // Round the knot above the pillars' lamps, clear of the pillars.
     const float a = (200.0f + 9.0f * t / 1000.0f) * kDegree;
-    return at({9.5f * std::cos(a), 9.5f * std::sin(a), 6.5f + std::sin(t / 3000.0f)}, relicCentre, 0.05f);
+    return at({10.0f * std::cos(a), 10.0f * std::sin(a), 10.5f + 0.5f * std::sin(t / 3000.0f)}, relicCentre, 0.05f);
   }));
   w.prsAnimation(pathAnimation(crane, kSceneLoopMs, 250, [=](float t) {
     const float e = (245.0f + 2.0f * t / 1000.0f) * kDegree;
@@ -398,6 +405,20 @@ Bytes makeHallScene() {
   neon.range = 26.0f;
   neon.shadowColor = 0xFF100418;
   w.light(ids.next(), neon);
+  // Two washes low in the aisle light the nearer pillars' plating from the
+  // side; they stay farther (for their range) from the floor's and the
+  // knot's centres than the spot, which remains those two's light.
+  for (int side = 0; side < 2; ++side) {
+    LightRecord wash;
+    wash.node.parentId = std::int32_t(root);
+    wash.node.name = side == 0 ? "WashLeft" : "WashRight";
+    wash.node.prs.position = {side == 0 ? -3.5f : 3.5f, -8.0f, 3.0f};
+    wash.type = 1;
+    wash.color = side == 0 ? 0xFFFF70C8 : 0xFF70C8FF;
+    wash.range = 18.0f;
+    wash.shadowColor = 0xFF180820;
+    w.light(ids.next(), wash);
+  }
 
   writeSky(w, ids, textures, root, "dusk", 25.0f);
 

@@ -165,7 +165,7 @@ float planetHeight(Vec d) {
   return h;
 }
 
-constexpr float kSeaLevel = 0.52f;
+constexpr float kSeaLevel = 0.49f;
 
 Vec planetDirection(float u, float v) {
   const float theta = kPi * v, phi = -2.0f * kPi * u;  // the sphere's own parameterisation
@@ -246,7 +246,7 @@ Canvas makeSkyFace(Sky sky, int face) {
 }
 
 Canvas makePlanet() {
-  constexpr int kWidth = 512, kHeight = 256;
+  constexpr int kWidth = 1024, kHeight = 512;
   Canvas canvas(kWidth, kHeight);
   static const std::array<std::pair<float, Rgb>, 6> land = {{{kSeaLevel, {0.55f, 0.42f, 0.36f}},
                                                              {0.60f, {0.62f, 0.38f, 0.30f}},
@@ -261,7 +261,7 @@ Canvas makePlanet() {
       Rgb c;
       if (h < kSeaLevel) {
         const float depth = clamp01((kSeaLevel - h) / 0.2f);
-        c = mix({0.10f, 0.45f, 0.55f}, {0.03f, 0.10f, 0.28f}, depth);
+        c = mix({0.16f, 0.58f, 0.66f}, {0.06f, 0.22f, 0.46f}, depth);
       } else {
         c = ramp(land, h);
         c = scale(c, 0.85f + 0.3f * fbm3(d * 14.0f, 3, 0.5f, 603));
@@ -274,7 +274,7 @@ Canvas makePlanet() {
 }
 
 Canvas makePlanetNormals() {
-  constexpr int kWidth = 512, kHeight = 256;
+  constexpr int kWidth = 1024, kHeight = 512;
   Plane height(kWidth, kHeight);
   for (int y = 0; y < kHeight; ++y)
     for (int x = 0; x < kWidth; ++x)
@@ -283,16 +283,16 @@ Canvas makePlanetNormals() {
   // Slopes per unit of the sphere's surface: a texel spans 2π sin θ / width
   // across and π / height down (radius 1), so the relief keeps its look
   // towards the poles.
-  constexpr float kRelief = 0.9f;
+  constexpr float kRelief = 0.4f;
   return encodeNormals(kWidth, kHeight, [&](int x, int y) {
     const float theta = kPi * (float(y) + 0.5f) / kHeight;
     const float across = 2.0f * kPi * std::max(0.08f, std::sin(theta)) / kWidth, down = kPi / kHeight;
     float dx = kRelief * (height.at((x + 1) % kWidth, y) - height.at((x + kWidth - 1) % kWidth, y)) / (2.0f * across);
     float dy = kRelief * (height.at(x, std::min(y + 1, kHeight - 1)) - height.at(x, std::max(y - 1, 0))) / (2.0f * down);
-    // Slopes steeper than 2 (63 degrees) only come from the squeezed texels
-    // near the poles; they are kept at 2.
+    // Slopes steeper than 1 (45 degrees) only come from the squeezed texels
+    // near the poles; they are kept at 1.
     const float slope = std::hypot(dx, dy);
-    if (slope > 2.0f) dx *= 2.0f / slope, dy *= 2.0f / slope;
+    if (slope > 1.0f) dx /= slope, dy /= slope;
     // Picture right = +x, picture up = -y.
     return Vec{-dx, dy, 1.0f};
   });

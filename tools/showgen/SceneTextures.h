@@ -26,7 +26,7 @@ Canvas makeSkyFace(Sky sky, int face);
 // The horizon colour of the dusk sky, the colour its fog fades to.
 Rgb duskHorizon();
 
-Canvas makePlanet();         // 512 x 256, longitude across, north pole at the top: seas, rock, ice
+Canvas makePlanet();         // 1024 x 512, longitude across, north pole at the top: seas, rock, ice
 Canvas makePlanetNormals();  // its relief (craters, ridges; seas flat)
 Canvas makeAtmosphere();     // 256 x 256 sphere map: a thin blue rim
 Canvas makePanels();         // 256 x 256 hull plating: 4 x 4 panels with grooves and rivets
