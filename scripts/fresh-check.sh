@@ -153,7 +153,8 @@ if [ $use_ccache = 1 ]; then
   mount_in /var/cache/vx-ccache --bind "$host_cache"
   # The same keys as the team's builds: paths below the checkout are
   # hashed relative to it, the build folder's own path is not hashed.
-  build_env=(CCACHE_DIR=/var/cache/vx-ccache CCACHE_BASEDIR=/root/vxplay CCACHE_NOHASHDIR=1
+  build_env=(CCACHE_DIR=/var/cache/vx-ccache CCACHE_MAXSIZE="$(ccache -k max_size)" CCACHE_BASEDIR=/root/vxplay
+    CCACHE_NOHASHDIR=1
     CMAKE_GENERATOR=Ninja CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache)
 fi
 
@@ -195,7 +196,8 @@ echo "fresh-check: $rev ($(git -C "$repo" log -1 --format=%s "$rev" | cut -c1-60
 if [ $only_play = 0 ]; then step test ./test.sh || true; fi
 if step play ./play.sh; then
   out="$root/root/vxplay/out"
-  frames=$(find "$out/frames" -name '*.png' 2>/dev/null | wc -l)
+  frames=0
+  [ -d "$out/frames" ] && frames=$(find "$out/frames" -name '*.png' | wc -l)
   missing=()
   [ "$frames" -gt 0 ] || missing+=("out/frames/*.png")
   [ -s "$out/show.wav" ] || missing+=("out/show.wav")
