@@ -96,6 +96,7 @@ stamp=$(date -u +%Y%m%d-%H%M%S)
 logs="$cache/logs-$stamp"
 root="$cache/root-$stamp"
 mkdir -p "$logs" "$root"
+root=$(realpath "$root")  # as /proc/PID/root shows it
 mounted=()
 
 # Runs on every exit, failures and Ctrl-C included: stops whatever still runs
@@ -159,7 +160,7 @@ if [ $use_ccache = 1 ]; then
 fi
 
 # A bare environment: no DISPLAY (./play.sh renders off screen), none of the
-# caller's paths, compilers or caches.
+# caller's paths or compilers (with --ccache, only the cache's settings).
 inside() {
   chroot "$root" /usr/bin/env -i HOME=/root LANG=C.UTF-8 TERM=dumb \
     PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "${build_env[@]}" \
