@@ -14,7 +14,7 @@ bin="${1:-build-asan}"
 cmake -S . -B "$bin" -DCMAKE_BUILD_TYPE=Debug -DVX_SANITIZE=ON -DVX_BENCH=OFF -DVX_WERROR=ON >/dev/null
 cmake --build "$bin" -j"$(nproc)"
 ./scripts/pack-example.sh "$bin/vxplay.cfl" "$bin" >/dev/null
-gl='^(Gl|Window|PeekMessageA|D3DXShaderDriver|D3DXShaderGl|ImageBlitterGl|RenderTest|RenderMusicTest|vxplay)'
+gl='^(Gl|Window|PeekMessageA|D3DXShaderDriver|D3DXShaderGl|ImageBlitterGl|RenderTest|RenderMusicTest|vxplay|[A-Za-z]*GlTest|SharedShadersTest|CubeMapTest|ConvertRenderTest|ExampleShow)'
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 status=0
 ASAN_OPTIONS=detect_leaks=1 ctest --test-dir "$bin" --output-on-failure -j"$(nproc)" -E "$gl" || status=1
