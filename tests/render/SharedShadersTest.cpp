@@ -143,7 +143,7 @@ TEST_F(SharedShadersTest, EachTableHoldsTheConstantsItsEntryPointUses) {
   }
 }
 
-TEST_F(SharedShadersTest, ConstantTypesAndSamplerStages) {
+TEST_F(SharedShadersTest, SamplersReadTheStagesThePassesBindTheirTexturesTo) {
   CreateSharedShaders(device);
   using namespace SharedShaders;
   auto describe = [](ID3DXConstantTable* table, const char* name) {
@@ -152,32 +152,6 @@ TEST_F(SharedShadersTest, ConstantTypesAndSamplerStages) {
     EXPECT_EQ(table->GetConstantDesc(name, &desc, &count), D3D_OK) << name;
     return desc;
   };
-  // float4x4, float4 and float as the tables report them.
-  const struct {
-    ID3DXConstantTable* table;
-    const char* name;
-    D3DXPARAMETER_CLASS cls;
-    UINT rows, columns;
-  } numbers[] = {
-      {LitSpotVSTable, "WorldViewProj", D3DXPC_MATRIX_COLUMNS, 4, 4},
-      {LitSpotVSTable, "WorldAf", D3DXPC_MATRIX_COLUMNS, 4, 4},
-      {EnvVSTable, "WorldView", D3DXPC_MATRIX_COLUMNS, 4, 4},
-      {LitSpotVSTable, "LightPos", D3DXPC_VECTOR, 1, 4},
-      {LitSpotVSTable, "LightDir", D3DXPC_VECTOR, 1, 4},
-      {LitSpotVSTable, "cosHotSpot", D3DXPC_SCALAR, 1, 1},
-      {LitSpotVSTable, "InvLightRangeSq", D3DXPC_SCALAR, 1, 1},
-      {SpriteVSTable, "IFarClip", D3DXPC_SCALAR, 1, 1},
-      {DiffuseNoTexPSTable, "DiffuseColor", D3DXPC_VECTOR, 1, 4},
-      {SpecularPSTable, "SpecularColor", D3DXPC_VECTOR, 1, 4},
-  };
-  for (const auto& n : numbers) {
-    const D3DXCONSTANT_DESC d = describe(n.table, n.name);
-    EXPECT_EQ(d.Class, n.cls) << n.name;
-    EXPECT_EQ(d.Type, D3DXPT_FLOAT) << n.name;
-    EXPECT_EQ(d.Rows, n.rows) << n.name;
-    EXPECT_EQ(d.Columns, n.columns) << n.name;
-  }
-  // The stages the passes bind their textures to.
   const struct {
     ID3DXConstantTable* table;
     const char* name;
