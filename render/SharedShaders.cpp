@@ -123,6 +123,8 @@ void CreateSharedShaders(IDirect3DDevice9* device) {
   LitVS = CreateSharedVertexShader(device, LitVertexShaderSource, "PPLVShader", nullptr, &LitVSTable);
   LitSpotVS = CreateSharedVertexShader(device, LitVertexShaderSource, "PPLVShader", spot, &LitSpotVSTable);
   EnvVS = CreateSharedVertexShader(device, LitVertexShaderSource, "PPLVShaderEnv", nullptr, &EnvVSTable);
+  // A declaration the device refuses leaves LitDecl null: the shaders are
+  // then not ready, and normal-mapped meshes draw fixed-function.
   device->CreateVertexDeclaration(kLitVertexElements, &LitDecl);
   SpriteVS = CreateSharedVertexShader(device, SpriteShaderSource, "SpriteShader", nullptr, &SpriteVSTable);
   DiffusePS = CreateSharedPixelShader(device, LitPixelShaderSource, "PPLPShader", &DiffusePSTable);
