@@ -279,6 +279,14 @@ TEST_F(CubeMapTest, ACubeTextureThatCannotBeMadeGivesNull) {
   EXPECT_EQ(SharedShaders::NormalizingCubeMap, nullptr);
 }
 
+TEST_F(SharedShadersTest, ARefusedDeclarationLeavesTheSetNotReadyWithoutEndingTheShow) {
+  device->failCreation(E_OUTOFMEMORY, 1, "CreateVertexDeclaration");
+  CreateSharedShaders(device);
+  EXPECT_EQ(SharedShaders::LitDecl, nullptr);
+  EXPECT_NE(SharedShaders::EnvPS, nullptr) << "everything after it is still made";
+  EXPECT_FALSE(SharedShadersReady()) << "normal-mapped meshes fall back to fixed-function";
+}
+
 // --- Failures end the show ---------------------------------------------------------
 
 // The bracket opened on line 3 never closes (found at the brace on line 4).
