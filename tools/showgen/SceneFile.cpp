@@ -328,8 +328,8 @@ Bytes makeOrbitScene() {
   // A flat disc of dust in the rings' plane.
   const std::uint32_t dust = ids.next();
   w.group(dust, NodeRecord{.parentId = std::int32_t(tilt), .name = "Dust"});
-  CloudRecord cloud{.nodeId = dust, .count = 1800, .concentration = 0.15f, .size = 0.11f, .sizeFalloff = 0.4f,
-                    .brightness = 0.9f, .brightnessFalloff = 0.6f, .textureId = textures("spark.png"),
+  CloudRecord cloud{.nodeId = dust, .count = 1500, .concentration = 0.15f, .size = 0.22f, .sizeFalloff = 0.4f,
+                    .brightness = 1.0f, .brightnessFalloff = 0.5f, .textureId = textures("spark.png"),
                     .drawnInGlowPass = false, .blendMode = 0};
   cloud.extent[0] = 30.0f;
   cloud.extent[1] = 30.0f;

@@ -88,7 +88,7 @@ float starLight(Vec d, float cell, float density, std::uint32_t seed) {
 
 Rgb spaceSky(Vec d) {
   // A band of nebula about a tilted great circle.
-  const Vec bandNormal = normalised({0.35f, -0.45f, 0.82f});
+  const Vec bandNormal = normalised({0.6f, 0.45f, 0.66f});
   const float across = dot(d, bandNormal);
   const float band = std::exp(-across * across / 0.09f);
   const Vec q = d * 2.2f;
