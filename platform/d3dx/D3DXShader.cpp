@@ -414,11 +414,12 @@ HRESULT D3DXCompileShader(const char* pSrcData, UINT SrcDataLen, const D3DXMACRO
   code += "#line " + std::to_string(diag.lineAt(glsl.versionEnd)) + "\n";
   code += withoutFunctions(source, glsl, reached).substr(glsl.versionEnd);
   if (entry != "main") {
-    // Shader model 1 clamps the colour interpolators to [0, 1] on their way
-    // out of the vertex stage.
+    // Shader model 1 clamps the colour interpolators and the fog factor to
+    // [0, 1] on their way out of the vertex stage, per vertex, before they
+    // are interpolated (a fog ramp past 1 near the eye stays unfogged).
     std::string clamps;
     for (const ShaderVarying& v : declaredVaryings(glsl.active, "out"))
-      if (vertex && (v.name == "COLOR" || v.name == "COLOR0" || v.name == "COLOR1"))
+      if (vertex && (v.name == "COLOR" || v.name == "COLOR0" || v.name == "COLOR1" || v.name == "FOG"))
         clamps += " " + v.name + " = clamp(" + v.name + ", 0.0, 1.0);";
     code += "\nvoid main() { " + entry + "();" + clamps + " }\n";
   }

@@ -16,9 +16,10 @@
 //   the rest of the source, with every function definition the entry point
 //     does not reach (directly, through other functions or macros) blanked
 //   void main() { Name(); }          unless the entry point is main itself;
-//                                    a vertex stage's `out` COLOR, COLOR0 and
-//                                    COLOR1 are clamped to [0, 1] after Name()
-//                                    returns, as shader model 1 did
+//                                    a vertex stage's `out` COLOR, COLOR0,
+//                                    COLOR1 and FOG are clamped to [0, 1]
+//                                    after Name() returns, as shader model 1
+//                                    did
 // Leaving out the unreached functions is what HLSL's compile did, and it
 // keeps an entry point from statically using another entry point's inputs.
 //

@@ -334,6 +334,29 @@ TEST_F(LitPassesGlTest, FogFadesTheDiffusePassAndTheHighlightOnlyOnce) {
   EXPECT_TRUE(gltest::near(at(actual, 32, 24), expected, 2)) << std::hex << at(actual, 32, 24) << " vs " << expected;
 }
 
+TEST_F(LitPassesGlTest, FogNearerThanItsStartLeavesBothPassesUnfogged) {
+  // Far clip 10: the shaders' factor (10 − d) / 6 is 1.084 at the corners'
+  // distance √12.24 = 3.4986, past 1. The vertex stage saturates it, so the
+  // diffuse pass keeps its colour (black) and the highlight is not scaled
+  // up: s¹⁶ × (1, 0.5, 0.25) × a, as without fog.
+  camera->farClip = 10.0f;
+  camera->fogEnabled = true;
+  const float blue[4] = {0, 0, 1, 1};
+  std::memcpy(camera->fogColor, blue, sizeof blue);
+  addLight(D3DLIGHT_POINT, {0, 1000.0f - kQuadDistance, 0}, {1, 1, 1}, 1e5f);
+  Material* material = litMaterial(0xFF8080FF, 0, {0, 0, 0});
+  const float specular[4] = {1.0f, 0.5f, 0.25f, 1.0f};
+  std::memcpy(material->specularColor, specular, sizeof specular);
+  material->specularLevel = 1.0f;
+  addQuad(*scene, "quad", {0, -kQuadDistance, 0}, 1, {material});
+
+  const float H[3] = {kAcross, kAcross, kAlongPlusZ};
+  const float highlight = std::pow(dot3(H, kFlatN), 16.0f) * (1.0f - (1000.0f * 1000.0f + 2.0f) / 1e10f);
+  const D3DCOLOR expected = rgbOf(highlight, highlight * 0.5f, highlight * 0.25f);
+  const std::vector<D3DCOLOR> actual = draw();
+  EXPECT_TRUE(gltest::near(at(actual, 32, 24), expected, 2)) << std::hex << at(actual, 32, 24) << " vs " << expected;
+}
+
 // The environment tests' sphere map: 8 × 8 texels in quadrants, top-left
 // B = (0, 1, 0), top-right A = (0.2, 0.4, 0.6), bottom-left C = (0.8, 0.2,
 // 0), bottom-right white.

@@ -169,6 +169,22 @@ TEST(D3DXCompileShader, TableListsWhatTheEntryPointReaches) {
   env.table->Release();
 }
 
+// A vs_1_1 program's fog output is clamped to [0, 1] per vertex, like its
+// colour outputs (the fog register is saturated before the rasterizer
+// interpolates it), so a fog ramp that passes 1 near the eye stays
+// unfogged instead of pushing the colour away from the fog colour.
+TEST(D3DXCompileShader, VertexFogAndColourOutputsAreSaturatedPixelOutputsAreNot) {
+  const char* source =
+      "out vec4 COLOR0;\nout float FOG;\nout vec4 TEXCOORD0;\n"
+      "void Fogged() { COLOR0 = vec4(2.0); FOG = 1.6; TEXCOORD0 = vec4(3.0); gl_Position = vec4(0.0); }\n";
+  Compiled vertex = compile(source, "Fogged");
+  ASSERT_EQ(vertex.hr, D3D_OK) << vertex.errors;
+  const std::string epilogue =
+      "\nvoid main() { Fogged(); COLOR0 = clamp(COLOR0, 0.0, 1.0); FOG = clamp(FOG, 0.0, 1.0); }\n";
+  EXPECT_EQ(vertex.code.substr(vertex.code.size() - epilogue.size()), epilogue) << vertex.code;
+  if (vertex.table) vertex.table->Release();
+}
+
 TEST(D3DXCompileShader, CodeHasDefinesEntryAndOnlyTheReachedFunctions) {
   const D3DXMACRO defines[] = {{"Spot", nullptr}, {"QUALITY", "2"}, {nullptr, nullptr}};
   Compiled spot = compile(kLitSource, "PPLVShader", "vs_1_1", defines);
