@@ -1,6 +1,7 @@
 #pragma once
-// One generation of the example show shared by the tests of a test file (it
-// takes a few seconds), in a fresh temporary folder removed afterwards.
+// One generation of the example show shared by the tests of a suite (each
+// test runs in a process of its own, so keep suites small), in a fresh
+// temporary folder removed afterwards.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -38,13 +39,19 @@ inline DecodedImage decodeFile(const fs::path& path) {
   return image;
 }
 
-class ShowgenOutput : public ::testing::Test {
+// What a suite needs generated: the whole show, or only the 3D scenes with
+// their textures (a fraction of the time: no music, no 2D pictures).
+enum class Generate { show, scenes };
+
+template <Generate what>
+class Generated : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    s_dir = new fs::path(freshFolder("show"));
+    s_dir = new fs::path(freshFolder(what == Generate::show ? "show" : "scenes"));
     s_written = new std::vector<ShowFile>;
     std::string error;
-    s_ok = generateShow(s_dir->string(), s_written, &error);
+    s_ok = what == Generate::show ? generateShow(s_dir->string(), s_written, &error)
+                                  : generateScenes(s_dir->string(), s_written, &error);
     if (!s_ok) ADD_FAILURE() << error;
   }
   static void TearDownTestSuite() {
@@ -58,5 +65,7 @@ class ShowgenOutput : public ::testing::Test {
   static inline std::vector<ShowFile>* s_written = nullptr;
   static inline bool s_ok = false;
 };
+
+using ShowgenOutput = Generated<Generate::show>;
 
 }  // namespace showgen_test

@@ -24,6 +24,7 @@
 #include "scene/Sprite.h"
 #include "scene/Texture.h"
 #include "tests/showgen/ShowgenOutput.h"
+#include "tools/showgen/SceneFile.h"
 
 namespace {
 
@@ -147,7 +148,7 @@ void checkSceneContents(const LoadedScene& s, const char* file) {
   for (Texture* texture : s.all<Texture>()) EXPECT_TRUE(isGenerated(texture->name)) << texture->name;
 }
 
-class ShowgenScenes : public ShowgenOutput {};
+using ShowgenScenes = Generated<Generate::scenes>;
 
 TEST_F(ShowgenScenes, EachSceneHoldsWhatItsShotsNeed) {
   {
@@ -168,7 +169,7 @@ TEST_F(ShowgenScenes, EachSceneHoldsWhatItsShotsNeed) {
 // so lengths land within about 1.5 % of 1.
 TEST_F(ShowgenScenes, NormalMapsHoldUnitVectorsOutOfTheSurface) {
   int maps = 0;
-  for (const std::string& name : showFileNames()) {
+  for (const std::string& name : sceneTextureNames()) {
     if (name.find("-normal.png") == std::string::npos) continue;
     ++maps;
     const DecodedImage image = decodeFile(*s_dir / name);

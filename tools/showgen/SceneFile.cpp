@@ -203,7 +203,7 @@ std::vector<std::string> sceneTextureNames() {
   for (const char* sky : {"space", "dusk"})
     for (int face = 0; face < 6; ++face) names.push_back(skyFaceName(sky, face));
   for (const char* name : {"planet.jpg", "planet-normal.png", "atmosphere.png", "panels.jpg", "panels-normal.png",
-                           "tiles.jpg", "tiles-normal.png", "chrome.png", "spark.png", "ember.png"})
+                           "tiles.jpg", "tiles-normal.png", "chrome.png", "spark.png", "ember.png", "orb.png"})
     names.push_back(name);
   return names;
 }

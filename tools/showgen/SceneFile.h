@@ -31,7 +31,8 @@ constexpr std::uint32_t kCutLeadMs = 40;
 Bytes makeOrbitScene();
 Bytes makeHallScene();
 
-// The texture files the scenes name, each once, in no particular order.
+// The texture files the scenes name, each once, in no particular order
+// (orb.png is also one of the 2D show's pictures).
 std::vector<std::string> sceneTextureNames();
 // The file name of face `face` (0 ... 5) of a sky: "sky-space-0.jpg" ...
 std::string skyFaceName(const std::string& sky, int face);

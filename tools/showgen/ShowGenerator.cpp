@@ -1,5 +1,6 @@
 #include "tools/showgen/ShowGenerator.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -97,6 +98,36 @@ std::vector<Product> pictureProducts() {
 
 bool makeTune(Bytes* out, std::string* error) { return encodeMp3(synthesiseTune(), kMp3Kbps, out, error); }
 
+bool makeFolders(const std::string& dir, std::string* error) {
+  namespace fs = std::filesystem;
+  std::error_code code;
+  for (const fs::path& folder : {fs::path(dir), fs::path(dir) / "spin"}) {
+    fs::create_directories(folder, code);
+    if (code || !fs::is_directory(folder)) {
+      *error = folder.string() + ": " + (code ? code.message() : "not a folder");
+      return false;
+    }
+  }
+  return true;
+}
+
+// Makes and writes each product in order; false at the first failure.
+bool writeProducts(const std::string& dir, const std::vector<Product>& products, std::vector<ShowFile>* written,
+                   std::string* error) {
+  namespace fs = std::filesystem;
+  for (const Product& product : products) {
+    Bytes bytes;
+    std::string reason;
+    if (!product.make(&bytes, &reason)) {
+      *error = (fs::path(dir) / product.name).string() + ": " + reason;
+      return false;
+    }
+    if (!writeFile((fs::path(dir) / product.name).string(), bytes, error)) return false;
+    written->push_back({product.name, bytes.size()});
+  }
+  return true;
+}
+
 }  // namespace
 
 std::vector<std::string> showFileNames() {
@@ -107,47 +138,34 @@ std::vector<std::string> showFileNames() {
 }
 
 bool generateShow(const std::string& dir, std::vector<ShowFile>* written, std::string* error) {
-  namespace fs = std::filesystem;
   written->clear();
-  std::error_code code;
-  for (const fs::path& folder : {fs::path(dir), fs::path(dir) / "spin"}) {
-    fs::create_directories(folder, code);
-    if (code || !fs::is_directory(folder)) {
-      *error = folder.string() + ": " + (code ? code.message() : "not a folder");
-      return false;
-    }
-  }
-
+  if (!makeFolders(dir, error)) return false;
   // The music takes about as long as all the pictures together: it is made
   // on a second thread meanwhile.
   std::string tuneError;
   Bytes tune;
   std::future<bool> tuneDone = std::async(std::launch::async, makeTune, &tune, &tuneError);
-
-  auto store = [&](const std::string& name, const Bytes& bytes) {
-    if (!writeFile((fs::path(dir) / name).string(), bytes, error)) return false;
-    written->push_back({name, bytes.size()});
-    return true;
-  };
-  bool ok = true;
-  for (const Product& product : pictureProducts()) {
-    Bytes bytes;
-    std::string reason;
-    if (!product.make(&bytes, &reason)) {
-      *error = (fs::path(dir) / product.name).string() + ": " + reason;
-      ok = false;
-      break;
-    }
-    if (!store(product.name, bytes)) {
-      ok = false;
-      break;
-    }
-  }
+  const bool ok = writeProducts(dir, pictureProducts(), written, error);
   const bool tuneOk = tuneDone.get();
   if (!ok) return false;
   if (!tuneOk) {
-    *error = (fs::path(dir) / "tune.mp3").string() + ": " + tuneError;
+    *error = (std::filesystem::path(dir) / "tune.mp3").string() + ": " + tuneError;
     return false;
   }
-  return store("tune.mp3", tune);
+  return writeProducts(dir, {{"tune.mp3", [&](Bytes* out, std::string*) {
+                                *out = tune;
+                                return true;
+                              }}},
+                       written, error);
+}
+
+bool generateScenes(const std::string& dir, std::vector<ShowFile>* written, std::string* error) {
+  written->clear();
+  if (!makeFolders(dir, error)) return false;
+  const std::vector<std::string> textures = sceneTextureNames();
+  std::vector<Product> products;
+  for (Product& product : pictureProducts())
+    if (product.name.ends_with(".vxk") || std::find(textures.begin(), textures.end(), product.name) != textures.end())
+      products.push_back(std::move(product));
+  return writeProducts(dir, products, written, error);
 }

@@ -18,5 +18,9 @@ struct ShowFile {
 // *error ("path: reason") at the first failure.
 bool generateShow(const std::string& dir, std::vector<ShowFile>* written, std::string* error);
 
+// Only the two 3D scenes and the textures they name, as generateShow would
+// write them.
+bool generateScenes(const std::string& dir, std::vector<ShowFile>* written, std::string* error);
+
 // The files generateShow writes, in that order.
 std::vector<std::string> showFileNames();
