@@ -116,11 +116,11 @@ class ShowgenPlayback : public ShowgenOutput {
   SceneProcessorFactory m_previousFactory = nullptr;
 };
 
-TEST_F(ShowgenPlayback, EverySlotIsLoadedFromAGeneratedFileBeforeItIsUsed) {
-  ASSERT_GT(scripter->items.size(), 50u);
+void checkSlotsLoadedBeforeUse(const Scripter& scripter) {
+  ASSERT_GT(scripter.items.size(), 50u);
   std::set<std::string> images, scenes, music, movies;
   int playScenes = 0;
-  for (const auto& item : scripter->items) {
+  for (const auto& item : scripter.items) {
     SCOPED_TRACE(item->text);
     if (auto* load = dynamic_cast<LoadSlotItem*>(item.get())) {
       EXPECT_TRUE(fs::is_regular_file(load->file)) << load->file;
@@ -154,7 +154,10 @@ TEST_F(ShowgenPlayback, EverySlotIsLoadedFromAGeneratedFileBeforeItIsUsed) {
   EXPECT_EQ(playScenes, 2);
 }
 
-TEST_F(ShowgenPlayback, ScenesKeepTheirSubjectsInViewAndCutOnTheBeat) {
+// The script's slot use, then the show played to its end.
+TEST_F(ShowgenPlayback, LoadsEverySlotBeforeUseKeepsTheSubjectsInViewAndCutsOnTheBeat) {
+  checkSlotsLoadedBeforeUse(*scripter);
+
   // What must be in every frame of each scene's shots.
   const std::map<std::string, std::vector<std::string>> subjects = {{"orbit", {"Planet"}},
                                                                     {"hall", {"Relic", "Floor"}}};

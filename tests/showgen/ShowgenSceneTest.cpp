@@ -148,16 +148,14 @@ void checkSceneContents(const LoadedScene& s, const char* file) {
   for (Texture* texture : s.all<Texture>()) EXPECT_TRUE(isGenerated(texture->name)) << texture->name;
 }
 
-using ShowgenScenes = Generated<Generate::scenes>;
-
-TEST_F(ShowgenScenes, EachSceneHoldsWhatItsShotsNeed) {
+void checkBothScenes(const fs::path& dir) {
   {
-    LoadedScene orbit(*s_dir, "orbit.vxk");
+    LoadedScene orbit(dir, "orbit.vxk");
     checkSceneContents(orbit, "orbit.vxk");
     ASSERT_EQ(orbit.scene->lights.size(), 1u);
     EXPECT_EQ(orbit.scene->lights[0]->d3dLight.Type, D3DLIGHT_POINT);
   }
-  LoadedScene hall(*s_dir, "hall.vxk");
+  LoadedScene hall(dir, "hall.vxk");
   checkSceneContents(hall, "hall.vxk");
   std::vector<D3DLIGHTTYPE> types;
   for (Light* light : hall.scene->lights) types.push_back(light->d3dLight.Type);
@@ -167,12 +165,12 @@ TEST_F(ShowgenScenes, EachSceneHoldsWhatItsShotsNeed) {
 
 // 8-bit encoding of unit vectors: each channel is off by up to half a step,
 // so lengths land within about 1.5 % of 1.
-TEST_F(ShowgenScenes, NormalMapsHoldUnitVectorsOutOfTheSurface) {
+void checkNormalMapFiles(const fs::path& dir) {
   int maps = 0;
   for (const std::string& name : sceneTextureNames()) {
     if (name.find("-normal.png") == std::string::npos) continue;
     ++maps;
-    const DecodedImage image = decodeFile(*s_dir / name);
+    const DecodedImage image = decodeFile(dir / name);
     std::size_t tilted = 0;
     for (UINT y = 0; y < image.height; ++y)
       for (UINT x = 0; x < image.width; ++x) {
@@ -190,7 +188,7 @@ TEST_F(ShowgenScenes, NormalMapsHoldUnitVectorsOutOfTheSurface) {
   // The loader compresses every texture it does not know to be a normal
   // map; a normal map compressed to DXT5 loses its unit vectors.
   for (const char* file : {"orbit.vxk", "hall.vxk"}) {
-    LoadedScene s(*s_dir, file);
+    LoadedScene s(dir, file);
     for (Material* m : s.all<Material>()) {
       Texture* normals = m->normalMap.as<Texture>();
       if (normals == nullptr) continue;
@@ -205,9 +203,9 @@ TEST_F(ShowgenScenes, NormalMapsHoldUnitVectorsOutOfTheSurface) {
 // cross(n, t) and n, with t and b stored negated: the normal map's red must
 // run along -t and its green along -b's image, that is cross(n, b) . t < 0,
 // or every bump is lit from the wrong side.
-TEST_F(ShowgenScenes, NormalMappedSurfacesFaceOutwardsWithTheMapsTheRightWayRound) {
+void checkTangentFrames(const fs::path& dir) {
   for (const char* file : {"orbit.vxk", "hall.vxk"}) {
-    LoadedScene s(*s_dir, file);
+    LoadedScene s(dir, file);
     int meshes = 0;
     for (Mesh* mesh : s.all<Mesh>()) {
       bool normalMapped = false;
@@ -237,7 +235,7 @@ TEST_F(ShowgenScenes, NormalMappedSurfacesFaceOutwardsWithTheMapsTheRightWayRoun
   }
 
   // Closed shapes: the recomputed normals point out of them.
-  LoadedScene orbit(*s_dir, "orbit.vxk");
+  LoadedScene orbit(dir, "orbit.vxk");
   Group* planet = orbit.node("Planet");
   ASSERT_NE(planet, nullptr);
   auto* sphere = planet->meshRef.as<Mesh>()->vertexBufferRef.as<VertexBuffer>();
@@ -248,8 +246,8 @@ TEST_F(ShowgenScenes, NormalMappedSurfacesFaceOutwardsWithTheMapsTheRightWayRoun
 
 // The hall's floor and knot are lit per pixel by their dominant light, which
 // must be the spot, and the spot must keep them in its cone as it sweeps.
-TEST_F(ShowgenScenes, SpotLightKeepsTheKnotAndTheFloorBeneathItInItsCone) {
-  LoadedScene hall(*s_dir, "hall.vxk");
+void checkSpotLight(const fs::path& dir) {
+  LoadedScene hall(dir, "hall.vxk");
   Light* spot = nullptr;
   for (Light* light : hall.scene->lights)
     if (light->d3dLight.Type == D3DLIGHT_SPOT) spot = light;
@@ -273,6 +271,20 @@ TEST_F(ShowgenScenes, SpotLightKeepsTheKnotAndTheFloorBeneathItInItsCone) {
     EXPECT_EQ(hall.scene->findDominantLight(worldPosition(floor)), spot) << "at " << t;
     EXPECT_LT(length(toRelic), spot->d3dLight.Range * 0.5f);
   }
+}
+
+using ShowgenScenes = Generated<Generate::scenes>;
+
+// Each test process generates the scenes once (a few seconds), so related
+// checks share a case.
+TEST_F(ShowgenScenes, HoldWhatTheirShotsNeedWithTheSpotLightingTheKnotAndTheFloor) {
+  checkBothScenes(*s_dir);
+  checkSpotLight(*s_dir);
+}
+
+TEST_F(ShowgenScenes, NormalMapsHoldUnitVectorsReadTheRightWayRoundOnOutwardSurfaces) {
+  checkNormalMapFiles(*s_dir);
+  checkTangentFrames(*s_dir);
 }
 
 }  // namespace
