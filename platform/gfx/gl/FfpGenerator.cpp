@@ -185,13 +185,15 @@ std::string vertexProgram(const FfpKey& key) {
     s << "  FOG = 1.0;\n";
   }
 
-  s << "  float pointSize = " << (key.hasPointSize ? "in_PointSize" : "u_point.x") << ";\n";
-  if (key.pointScale && !key.transformed) {
-    s << "  float De = length(P);\n"
-         "  pointSize = u_viewport.w * pointSize * sqrt(1.0 / max(u_pointScale.x + u_pointScale.y * De + "
-         "u_pointScale.z * De * De, 1e-20));\n";
+  if (key.points) {
+    s << "  float pointSize = " << (key.hasPointSize ? "in_PointSize" : "u_point.x") << ";\n";
+    if (key.pointScale && !key.transformed) {
+      s << "  float De = length(P);\n"
+           "  pointSize = u_viewport.w * pointSize * sqrt(1.0 / max(u_pointScale.x + u_pointScale.y * De + "
+           "u_pointScale.z * De * De, 1e-20));\n";
+    }
+    s << "  gl_PointSize = clamp(pointSize, u_point.y, max(u_point.y, u_point.z));\n";
   }
-  s << "  gl_PointSize = clamp(pointSize, u_point.y, max(u_point.y, u_point.z));\n";
 
   for (int i = 0; i < key.stageCount; ++i) {
     const FfpStageKey& stage = key.stages[i];

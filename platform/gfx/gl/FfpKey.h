@@ -57,12 +57,16 @@ struct FfpKey {
   std::uint8_t fogMode = 0;      // D3DFOG_* in use (0 = fog off)
   std::uint8_t pointScale = 0;
   std::uint8_t pointSprite = 0;
+  // Drawn as points (a point list, or FILLMODE POINT): only then does the
+  // vertex program write gl_PointSize; a triangle draw would carry the size
+  // through the rasteriser for nothing.
+  std::uint8_t points = 0;
 
   // Pixel processing.
   std::uint8_t specularEnable = 0;
   std::uint8_t alphaFunc = 0;    // D3DCMP_*; 0 = alpha test off
   std::uint8_t stageCount = 0;   // stages before the first COLOROP DISABLE
-  std::uint8_t pad[2] = {};
+  std::uint8_t pad = 0;
   FfpStageKey stages[kMaxStages];
 
   bool operator==(const FfpKey& other) const { return std::memcmp(this, &other, sizeof *this) == 0; }

@@ -28,7 +28,7 @@ bool shapesProgram(D3DRENDERSTATETYPE state) {
     case D3DRS_DIFFUSEMATERIALSOURCE: case D3DRS_SPECULARMATERIALSOURCE: case D3DRS_AMBIENTMATERIALSOURCE:
     case D3DRS_EMISSIVEMATERIALSOURCE: case D3DRS_SPECULARENABLE: case D3DRS_FOGENABLE: case D3DRS_FOGVERTEXMODE:
     case D3DRS_FOGTABLEMODE: case D3DRS_POINTSCALEENABLE: case D3DRS_POINTSPRITEENABLE:
-    case D3DRS_ALPHATESTENABLE: case D3DRS_ALPHAFUNC:
+    case D3DRS_ALPHATESTENABLE: case D3DRS_ALPHAFUNC: case D3DRS_FILLMODE:
       return true;
     default:
       return false;
@@ -232,6 +232,8 @@ void GlDevice::setDefaultStates() {
   for (DWORD sampler = 0; sampler < D3DSAMP_SAMPLER_COUNT; ++sampler) fillDefaultSamplerStates(m_samplerStates[sampler]);
   m_view = m_projection = identity();
   for (auto& m : m_textureMatrix) m = identity();
+  m_world = identity();
+  m_worldSet = false;
   m_worlds.clear();
   m_material = D3DMATERIAL9{};
 }
@@ -379,9 +381,12 @@ HRESULT GlDevice::SetTransform(D3DTRANSFORMSTATETYPE state, const D3DMATRIX* mat
   } else if (state >= D3DTS_TEXTURE0 && state <= D3DTS_TEXTURE7) {
     m_textureMatrix[state - D3DTS_TEXTURE0] = *matrix;
     m_textureMatrixVersion = bump();
-  } else if (state >= D3DTS_WORLD && state < D3DTS_WORLD + 256) {
+  } else if (state == D3DTS_WORLD) {
+    m_world = *matrix;
+    m_worldSet = true;
+    m_transformVersion = bump();
+  } else if (state > D3DTS_WORLD && state < D3DTS_WORLD + 256) {
     m_worlds[state] = *matrix;
-    if (state == D3DTS_WORLD) m_transformVersion = bump();
   } else {
     return D3DERR_INVALIDCALL;
   }
@@ -396,7 +401,9 @@ HRESULT GlDevice::GetTransform(D3DTRANSFORMSTATETYPE state, D3DMATRIX* matrix) {
     *matrix = m_projection;
   } else if (state >= D3DTS_TEXTURE0 && state <= D3DTS_TEXTURE7) {
     *matrix = m_textureMatrix[state - D3DTS_TEXTURE0];
-  } else if (state >= D3DTS_WORLD && state < D3DTS_WORLD + 256) {
+  } else if (state == D3DTS_WORLD) {
+    *matrix = m_world;
+  } else if (state > D3DTS_WORLD && state < D3DTS_WORLD + 256) {
     auto it = m_worlds.find(state);
     *matrix = it == m_worlds.end() ? identity() : it->second;
   } else {
@@ -521,7 +528,7 @@ HRESULT GlDevice::SetFVF(DWORD fvf) {
   }
   m_fvf = fvf;
   m_fvfLayout = std::move(layout);
-  m_layoutDirty = m_programDirty = true;
+  m_layoutDirty = m_coverDirty = m_programDirty = true;
   return D3D_OK;
 }
 
@@ -542,7 +549,7 @@ HRESULT GlDevice::SetVertexDeclaration(IDirect3DVertexDeclaration9* decl) {
   if (m_declaration) m_declaration->Release();
   m_declaration = mine;
   if (mine) m_fvf = 0;
-  m_layoutDirty = m_programDirty = true;
+  m_layoutDirty = m_coverDirty = m_programDirty = true;
   return D3D_OK;
 }
 
@@ -568,7 +575,7 @@ HRESULT GlDevice::SetStreamSource(UINT stream, IDirect3DVertexBuffer9* data, UIN
   }
   s.offset = offset;
   s.stride = stride;
-  m_layoutDirty = true;
+  m_layoutDirty = m_coverDirty = true;
   return D3D_OK;
 }
 

@@ -260,7 +260,11 @@ class GlDevice final : public Device {
   DWORD m_stageStates[D3DTSS_STAGE_COUNT][D3DTSS_STATE_COUNT] = {};
   DWORD m_samplerStates[D3DSAMP_SAMPLER_COUNT][D3DSAMP_STATE_COUNT] = {};
   D3DMATRIX m_view{}, m_projection{}, m_textureMatrix[8]{};
-  std::map<DWORD, D3DMATRIX> m_worlds;  // D3DTS_WORLDMATRIX(n); identity when absent
+  // D3DTS_WORLD, the one world matrix that draws read; m_worldSet false
+  // while it has never been set (the view alone is then world x view).
+  D3DMATRIX m_world{};
+  bool m_worldSet = false;
+  std::map<DWORD, D3DMATRIX> m_worlds;  // D3DTS_WORLDMATRIX(1..255); identity when absent
   struct LightSlot {
     D3DLIGHT9 light{};
     bool enabled = false;
@@ -298,6 +302,11 @@ class GlDevice final : public Device {
   bool m_renderStatesDirty = true;
   bool m_targetsDirty = true;
   bool m_layoutDirty = true;
+  // m_coveredVertices needs computing again (layout or streams changed).
+  bool m_coverDirty = true;
+  // Vertices 0 .. n - 1 lie within the bound streams for every attribute
+  // the layout reads (INT64_MAX when no stream limits it).
+  std::int64_t m_coveredVertices = 0;
   std::uint32_t m_samplersDirty = 0xFFFF;
   std::uint32_t m_texturesDirty = 0xFF;
   std::uint64_t m_versionCounter = 1;

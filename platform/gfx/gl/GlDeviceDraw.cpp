@@ -270,17 +270,27 @@ void GlDevice::applyVertexLayout(const GlVertexLayout& layout, GLuint upBuffer, 
 // Whether the bound streams hold vertices first .. first + count - 1 for
 // every attribute the layout reads. OpenGL must never read past a buffer:
 // a driver may crash where Direct3D would only draw garbage.
+// Vertex v of an attribute ends at offset + v * stride + attribute offset +
+// its bytes; the count of vertices from 0 that fit is worked out once per
+// layout and set of streams, not per draw (buffer sizes never change).
 bool GlDevice::streamsCover(std::int64_t first, std::int64_t count) {
-  const GlVertexLayout* layout = currentLayout();
   if (first < 0 || count <= 0) return count == 0;
-  for (const GlVertexAttribute& a : layout->attributes) {
-    const Stream& s = m_streams[a.stream];
-    if (!s.buffer) continue;  // not fed: the attribute reads its constant default
-    const std::int64_t end = std::int64_t(s.offset) + (first + count - 1) * std::int64_t(s.stride) +
-                             std::int64_t(a.offset) + std::int64_t(attributeBytes(a));
-    if (end > std::int64_t(s.buffer->storage().size())) return false;
+  if (m_coverDirty) {
+    std::int64_t covered = INT64_MAX;
+    for (const GlVertexAttribute& a : currentLayout()->attributes) {
+      const Stream& s = m_streams[a.stream];
+      if (!s.buffer) continue;  // not fed: the attribute reads its constant default
+      const std::int64_t room = std::int64_t(s.buffer->storage().size()) - std::int64_t(s.offset) -
+                                std::int64_t(a.offset) - std::int64_t(attributeBytes(a));
+      if (room < 0)
+        covered = 0;
+      else if (s.stride > 0)
+        covered = std::min(covered, room / std::int64_t(s.stride) + 1);
+    }
+    m_coveredVertices = covered;
+    m_coverDirty = false;
   }
-  return true;
+  return count <= m_coveredVertices && first <= m_coveredVertices - count;
 }
 
 // Whether every attribute of stream 0 lies within one vertex of the stride.
@@ -300,7 +310,7 @@ HRESULT GlDevice::prepareDraw(D3DPRIMITIVETYPE type) {
   const bool points = type == D3DPT_POINTLIST;
   if (points != m_drawingPoints) {
     m_drawingPoints = points;
-    if (m_renderStates[D3DRS_POINTSPRITEENABLE]) m_programDirty = true;
+    m_programDirty = true;  // the point size and sprites are part of the key
   }
   if (m_targetsDirty) bindRenderTargets();
   if (m_renderStatesDirty) applyRenderStates();
@@ -355,7 +365,7 @@ HRESULT GlDevice::DrawIndexedPrimitive(D3DPRIMITIVETYPE type, INT baseVertex, UI
   if (FAILED(hr)) return hr;
   if (count == 0) return D3D_OK;
   UINT low = 0, high = 0;
-  indexRange(m_indices->storage().data(), indexSize, startIndex, count, &low, &high);
+  m_indices->storage().indexRange(indexSize, startIndex, count, &low, &high);
   if (!streamsCover(std::int64_t(baseVertex) + low, std::int64_t(high) - low + 1)) return D3DERR_INVALIDCALL;
   if (m_layoutDirty) {
     applyVertexLayout(*currentLayout(), 0, 0);
@@ -378,7 +388,7 @@ void GlDevice::endUserPointerDraw() {
   m_streams[0] = Stream{};
   if (m_indices) m_indices->Release();
   m_indices = nullptr;
-  m_layoutDirty = true;
+  m_layoutDirty = m_coverDirty = true;
 }
 
 HRESULT GlDevice::DrawPrimitiveUP(D3DPRIMITIVETYPE type, UINT primitiveCount, const void* vertices, UINT stride) {

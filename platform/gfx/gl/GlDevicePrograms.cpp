@@ -118,7 +118,8 @@ void GlDevice::buildFfpKey(FfpKey* key) const {
       for (size_t i = 0; i < m_enabledLights.size() && i < 8; ++i)
         key->lightTypes[i] = std::uint8_t(m_lights.at(m_enabledLights[i]).light.Type);
     }
-    key->pointScale = rs[D3DRS_POINTSCALEENABLE] != 0;
+    key->points = m_drawingPoints || rs[D3DRS_FILLMODE] == D3DFILL_POINT;
+    key->pointScale = key->points && rs[D3DRS_POINTSCALEENABLE] != 0;
   }
   if (rs[D3DRS_FOGENABLE]) {
     const DWORD table = rs[D3DRS_FOGTABLEMODE], vertex = rs[D3DRS_FOGVERTEXMODE];
@@ -305,8 +306,7 @@ void GlDevice::uploadUniforms(Program* p) {
   }
   if (p->ffpVertex && p->transformVersion != m_transformVersion) {
     p->transformVersion = m_transformVersion;
-    auto world = m_worlds.find(D3DTS_WORLD);
-    const D3DMATRIX worldView = world == m_worlds.end() ? m_view : multiply(world->second, m_view);
+    const D3DMATRIX worldView = m_worldSet ? multiply(m_world, m_view) : m_view;
     glUniformMatrix4fv(p->worldView, 1, GL_FALSE, &worldView._11);
     if (p->normalMatrix >= 0) {  // only programs that read normals
       const D3DMATRIX normals = normalMatrix(worldView);

@@ -406,6 +406,9 @@ HRESULT GlBufferStorage::lock(UINT offset, UINT size, void** data, DWORD flags) 
   *data = m_memory.data() + offset;
   ++m_lockCount;
   if (flags & D3DLOCK_DISCARD) m_discard = true;
+  if (!(flags & D3DLOCK_READONLY)) {
+    for (IndexRun& run : m_runs) run.count = 0;
+  }
   if (!(flags & D3DLOCK_READONLY) && size > 0) {
     if (m_dirtyBegin == m_dirtyEnd) {
       m_dirtyBegin = offset;
@@ -434,6 +437,35 @@ HRESULT GlBufferStorage::unlock() {
   m_discard = false;
   m_dirtyBegin = m_dirtyEnd = 0;
   return D3D_OK;
+}
+
+void GlBufferStorage::indexRange(UINT indexSize, UINT first, UINT count, UINT* low, UINT* high) {
+  // While locked the caller may be writing: scan, remember nothing.
+  IndexRun* run = m_lockCount == 0 ? &m_runs[(first * 0x9E3779B1u ^ count) >> 29] : nullptr;
+  if (run && run->count == count && run->first == first && run->indexSize == indexSize) {
+    *low = run->low;
+    *high = run->high;
+    return;
+  }
+  UINT lo = 0xFFFFFFFFu, hi = 0;
+  const std::uint8_t* data = m_memory.data();
+  for (UINT i = first; i < first + count; ++i) {
+    UINT index;
+    if (indexSize == 4) {
+      std::uint32_t v;
+      std::memcpy(&v, data + size_t(i) * 4, 4);
+      index = v;
+    } else {
+      std::uint16_t v;
+      std::memcpy(&v, data + size_t(i) * 2, 2);
+      index = v;
+    }
+    lo = std::min(lo, index);
+    hi = std::max(hi, index);
+  }
+  *low = lo;
+  *high = hi;
+  if (run) *run = {indexSize, first, count, lo, hi};
 }
 
 GlVertexBuffer::GlVertexBuffer(GlDevice* device, UINT length, DWORD usage, DWORD fvf, D3DPOOL pool)

@@ -226,8 +226,17 @@ class GlBufferStorage {
   const std::uint8_t* data() const { return m_memory.data(); }
   HRESULT lock(UINT offset, UINT size, void** data, DWORD flags);
   HRESULT unlock();
+  // Smallest and largest of the `count` (> 0) indices of indexSize bytes (2
+  // or 4) from index `first`, which the caller has checked lie within the
+  // buffer. Remembered per run until the next lock for writing, so a mesh
+  // drawn every frame has its indices scanned once, not on every draw.
+  void indexRange(UINT indexSize, UINT first, UINT count, UINT* low, UINT* high);
 
  private:
+  struct IndexRun {
+    UINT indexSize = 0, first = 0, count = 0;  // count 0: empty
+    UINT low = 0, high = 0;
+  };
   GLenum m_target;
   DWORD m_usage;
   GLuint m_buffer = 0;
@@ -235,6 +244,8 @@ class GlBufferStorage {
   int m_lockCount = 0;
   UINT m_dirtyBegin = 0, m_dirtyEnd = 0;  // bytes; empty when equal
   bool m_discard = false;
+  // A few runs, placed by a hash of first and count; emptied by writes.
+  IndexRun m_runs[8];
 };
 
 class GlVertexBuffer final : public GlRefCounted<IDirect3DVertexBuffer9>, public GlResource {

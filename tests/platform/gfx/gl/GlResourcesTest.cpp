@@ -241,6 +241,38 @@ TEST_F(GlResources, IndexedDrawsFromBuffersWithBaseVertex) {
   ASSERT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 4, 0, 4, 0, 2), D3D_OK);
   EXPECT_EQ(rgb(12, 3), 0x0000FFu);
 
+  // The same run of indices drawn again after the indices changed reads the
+  // new ones: in range, the other quad; past the vertices, refused.
+  clear(0);
+  const std::uint16_t secondQuad[6] = {4, 5, 6, 6, 5, 7};
+  ASSERT_EQ(ib->Lock(0, 0, &data, 0), D3D_OK);
+  std::memcpy(data, secondQuad, sizeof secondQuad);
+  ASSERT_EQ(ib->Unlock(), D3D_OK);
+  ASSERT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 0, 0, 8, 0, 2), D3D_OK);
+  EXPECT_EQ(rgb(3, 3), 0u);
+  EXPECT_EQ(rgb(12, 3), 0x0000FFu);
+  EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 1, 0, 8, 0, 2), D3DERR_INVALIDCALL)
+      << "index 7 + base 1 is vertex 8 of 8";
+  ASSERT_EQ(ib->Lock(10, 2, &data, 0), D3D_OK);
+  *static_cast<std::uint16_t*>(data) = 8;
+  ASSERT_EQ(ib->Unlock(), D3D_OK);
+  EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 0, 0, 8, 0, 2), D3DERR_INVALIDCALL)
+      << "the last index now reads vertex 8 of 8";
+  EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 0, 0, 8, 0, 1), D3D_OK) << "the first triangle still fits";
+  ASSERT_EQ(ib->Lock(0, 0, &data, 0), D3D_OK);
+  std::memcpy(data, indices, sizeof indices);
+  ASSERT_EQ(ib->Unlock(), D3D_OK);
+
+  // A stream's offset moves the vertices a draw may reach.
+  m_device->SetStreamSource(0, vb, 4 * sizeof(ScreenVertex), sizeof(ScreenVertex));
+  EXPECT_EQ(m_device->DrawPrimitive(D3DPT_TRIANGLELIST, 1, 1), D3D_OK) << "vertices 5..7 of 8";
+  EXPECT_EQ(m_device->DrawPrimitive(D3DPT_TRIANGLELIST, 2, 1), D3DERR_INVALIDCALL) << "vertices 6..8 of 8";
+  EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 1, 0, 4, 0, 2), D3DERR_INVALIDCALL)
+      << "index 3 + base 1 + offset 4 is vertex 8 of 8";
+  m_device->SetStreamSource(0, vb, 0, sizeof(ScreenVertex));
+  EXPECT_EQ(m_device->DrawPrimitive(D3DPT_TRIANGLELIST, 5, 1), D3D_OK);
+  EXPECT_EQ(m_device->DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 1, 0, 4, 0, 2), D3D_OK);
+
   // A draw from memory unsets stream 0 and the indices.
   fullQuad(0xFFFFFFFF);
   IDirect3DVertexBuffer9* stream = nullptr;

@@ -290,6 +290,22 @@ TEST_F(GlVertex, PointSizesScalingAndSprites) {
   EXPECT_EQ(coveredColumns(), std::pair(7, 8)) << "clamped down to POINTSIZE_MAX";
   m_device->SetRenderState(D3DRS_POINTSIZE_MAX, floatToDword(64.0f));
 
+  // FILLMODE POINT draws a triangle's corners as points of the same size; a
+  // triangle list in between leaves the point size alone.
+  // Corners on pixels (8, 8), (14, 8) and (8, 14); the points cover 6..9,
+  // 12..15 around them, so (10, 10) is inside the triangle and no point.
+  const P triangle[3] = {{0, 0, 2, 0xFFFFFFFF}, {0.75f, 0, 2, 0xFFFFFFFF}, {0, -0.75f, 2, 0xFFFFFFFF}};
+  clear(0);
+  ASSERT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLELIST, 1, triangle, sizeof(P)), D3D_OK);
+  EXPECT_EQ(rgb(10, 10), 0xFFFFFFu) << "inside the filled triangle";
+  m_device->SetRenderState(D3DRS_FILLMODE, D3DFILL_POINT);
+  clear(0);
+  ASSERT_EQ(m_device->DrawPrimitiveUP(D3DPT_TRIANGLELIST, 1, triangle, sizeof(P)), D3D_OK);
+  EXPECT_EQ(rgb(10, 10), 0u) << "the inside is not drawn";
+  EXPECT_NE(rgb(6, 6), 0u) << "the corner at the centre covers 4 x 4 pixels";
+  EXPECT_EQ(rgb(5, 8), 0u);
+  m_device->SetRenderState(D3DRS_FILLMODE, D3DFILL_SOLID);
+
   // Sprites: the point coordinate runs (0, 0) top-left to (1, 1).
   IDirect3DTexture9* t = texture(2, 2, {0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF});
   m_device->SetTexture(0, t);
