@@ -160,7 +160,7 @@ void ImageBlitter::loadSequence(const char* fileName) {
   loopLength = list.back().time * float(list.size() + 1) / float(list.size());
   createTexture();
   copyToTexture(frames[0].second);
-  currentFrame = 0;
+  currentFrame = textureFrame = 0;
 }
 
 void ImageBlitter::createTexture() {
@@ -204,20 +204,25 @@ void ImageBlitter::buildQuad() {
   }
 }
 
+void ImageBlitter::Advance(float t) {
+  if (frames.empty()) return;
+  // Wrap into the loop; a loop that is not positive never wraps, and a time
+  // too far ahead for repeated subtraction to move wraps in one step.
+  if (loopLength > 0 && t >= loopLength) {
+    if (t / loopLength > 1.0e6f) t = std::fmod(t, loopLength);
+    while (t >= loopLength) t -= loopLength;
+  }
+  const std::uint32_t next = currentFrame + 1 < frames.size() ? currentFrame + 1 : 0;
+  if (frames[next].first <= t && (t <= frames[currentFrame].first || frames[currentFrame].first <= frames[next].first))
+    currentFrame = next;
+}
+
 void ImageBlitter::Draw(float t) {
-  if (!frames.empty()) {
-    // Wrap into the loop; a loop that is not positive never wraps, and a time
-    // too far ahead for repeated subtraction to move wraps in one step.
-    if (loopLength > 0 && t >= loopLength) {
-      if (t / loopLength > 1.0e6f) t = std::fmod(t, loopLength);
-      while (t >= loopLength) t -= loopLength;
-    }
-    const std::uint32_t next = currentFrame + 1 < frames.size() ? currentFrame + 1 : 0;
-    if (frames[next].first <= t &&
-        (t <= frames[currentFrame].first || frames[currentFrame].first <= frames[next].first)) {
-      copyToTexture(frames[next].second);
-      currentFrame = next;
-    }
+  Advance(t);
+  // Frames passed over by Advance alone were never copied: only the one shown.
+  if (!frames.empty() && textureFrame != currentFrame) {
+    copyToTexture(frames[currentFrame].second);
+    textureFrame = currentFrame;
   }
 
   bool blend;

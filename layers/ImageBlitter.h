@@ -41,6 +41,9 @@ class ImageBlitter {
   // t: script time, ms. Advances a sequence (at most one frame per call) and
   // draws the quad with the current layer values.
   void Draw(float t);
+  // The sequence step of Draw alone, for frames nobody sees: the next Draw
+  // shows the frame reached, exactly as if every call had drawn.
+  void Advance(float t);
 
   struct Vertex {
     float x, y, z, u, v;
@@ -52,6 +55,7 @@ class ImageBlitter {
   IDirect3DTexture9* texture = nullptr;
   std::vector<std::pair<float, IDirect3DSurface9*>> frames;  // system-memory frames of a sequence
   std::uint32_t currentFrame = 0;
+  std::uint32_t textureFrame = 0;  // the sequence frame the texture holds
   float loopLength = 0;  // ms
   bool hasAlpha = false;
   std::uint32_t imageWidth = 0, imageHeight = 0;

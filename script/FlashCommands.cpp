@@ -1,20 +1,13 @@
-// "loadflash", "playflash", "stopflash", "freeflash". Movies are loaded into
-// the hidden movie host and configured; nothing draws them.
+// "loadflash", "playflash", "stopflash", "freeflash".
+#include "script/FlashCommands.h"
+
 #include "layers/FlashPlayer.h"
 #include "platform/os/MessageBox.h"
 #include "platform/os/Process.h"
 #include "script/Scripter.h"
-#include "script/SlotCommands.h"
 
 #include <cstdio>
 
-void Scripter::freeFlashSlot(const std::string& name) {
-  auto it = flashes.find(name);
-  if (it == flashes.end()) return;
-  if (currentFlash == it->second) currentFlash = nullptr;
-  delete it->second;
-  flashes.erase(it);
-}
 
 bool LoadFlash::Execute(float) {
   scripter->freeFlashSlot(name);

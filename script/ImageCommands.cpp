@@ -1,8 +1,9 @@
 // "loadimage", "createcolor", "freeimage".
+#include "script/ImageCommands.h"
+
 #include "layers/ImageBlitter.h"
 #include "platform/d3dx/D3DXMath.h"
 #include "script/Scripter.h"
-#include "script/SlotCommands.h"
 
 bool LoadImage::Execute(float) {
   scripter->freeImageSlot(name);

@@ -1,30 +1,13 @@
-// "loadmusic", "playmusic", "setvolume", "stopmusic", "freemusic", and the
-// music system's set-up and close, which the Scripter owns.
+// "loadmusic", "playmusic", "setvolume", "stopmusic", "freemusic".
+#include "script/MusicCommands.h"
+
 #include "audio/MP3Player.h"
-#include "audio/MusicSystem.h"
 #include "platform/os/MessageBox.h"
 #include "platform/os/Process.h"
 #include "script/Scripter.h"
-#include "script/SlotCommands.h"
 
 #include <cstdio>
 
-void Scripter::initMusic() { InitMusicSystem(); }
-
-void Scripter::closeMusic() { FSOUND_Close(); }
-
-void Scripter::freeMusicSlot(const std::string& name) {
-  auto it = musics.find(name);
-  if (it == musics.end()) return;
-  MP3Player* old = it->second;
-  if (currentMusic == old) {
-    currentMusic = nullptr;
-    old->Stop();
-  }
-  old->Close();
-  delete old;
-  musics.erase(it);
-}
 
 bool LoadMusic::Execute(float) {
   scripter->freeMusicSlot(name);

@@ -1,14 +1,9 @@
-// The commands that load, play, time and adjust 3D scenes, and the scene
-// step of the frame (the current scene, or a cross-fade into a 512 × 512
-// target laid over it).
+// The commands that load, play, time and adjust 3D scenes.
 #include "script/SceneCommands.h"
 
-#include "platform/d3dx/D3DXMath.h"
 #include "platform/os/MessageBox.h"
 #include "platform/os/Process.h"
 #include "render/GlowAmount.h"
-#include "render/Processor.h"
-#include "render/StateCache.h"
 #include "scene/Camera.h"
 #include "scene/SceneGraph.h"
 #include "scene/SceneLoader.h"
@@ -31,18 +26,6 @@ namespace {
 // range keep their integral value instead of overflowing a conversion.
 float wholeMs(float ms) { return std::trunc(ms); }
 }  // namespace
-
-void Scripter::freeSceneSlot(const std::string& name) {
-  auto it = scenes.find(name);
-  if (it == scenes.end()) return;
-  if (currentScene == it->second) currentScene = nullptr;
-  if (xfadeTarget == it->second) {
-    xfadeTarget = nullptr;
-    xfadeActive = false;
-  }
-  delete it->second;
-  scenes.erase(it);
-}
 
 bool LoadScene::Execute(float) {
   scripter->freeSceneSlot(name);
@@ -129,56 +112,3 @@ bool ShakeCamera::Execute(float t) {
   return true;
 }
 
-void Scripter::drawScene(float t) {
-  if (xfadeActive && xfadeStart + xfadeDuration <= t) {
-    // The target's time runs on without a jump: (t − sceneStart) × speed
-    // equals the fade's formula at this moment.
-    sceneStart = xfadeStart - xfadeOffset;
-    sceneSpeed = xfadeSpeed;
-    currentScene = xfadeTarget;
-    xfadeActive = false;
-  }
-  if (!xfadeActive) {
-    if (currentScene != nullptr) {
-      currentScene->SetTime((t - sceneStart) * sceneSpeed);
-      currentScene->Render();
-    }
-    return;
-  }
-
-  if (currentScene != nullptr) {
-    currentScene->SetTime((t - sceneStart) * sceneSpeed);
-    currentScene->Render();
-  }
-  const float progress = (t - xfadeStart) / xfadeDuration;
-  SceneGraph* target = xfadeTarget;
-  target->SetTime((t - xfadeStart + xfadeOffset) * xfadeSpeed);
-
-  IDirect3DSurface9* savedTarget = nullptr;
-  IDirect3DSurface9* savedDepth = nullptr;
-  device->GetRenderTarget(0, &savedTarget);
-  device->GetDepthStencilSurface(&savedDepth);
-  target->stateCache->SetRenderTargetTexture(xfadeTexture);
-  device->SetDepthStencilSurface(xfadeDepth);
-  device->Clear(0, nullptr, D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER | D3DCLEAR_STENCIL, 0, 1.0f, 127);
-  target->Render();
-  device->SetRenderTarget(0, savedTarget);
-  device->SetDepthStencilSurface(savedDepth);
-  if (savedTarget != nullptr) savedTarget->Release();
-  if (savedDepth != nullptr) savedDepth->Release();
-
-  target->stateCache->ResetTextureStages(0);
-  device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
-  device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
-  device->SetTextureStageState(0, D3DTSS_ALPHAARG1, D3DTA_TFACTOR);
-  device->SetTextureStageState(0, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
-  device->SetTexture(0, xfadeTexture);
-
-  const DWORD a = ColorChannelByte(progress);
-  target->stateCache->SetRenderState(D3DRS_TEXTUREFACTOR, (a << 24) | 0x00FFFFFFu);
-  target->stateCache->SetRenderState(D3DRS_ALPHABLENDENABLE, TRUE);
-  target->stateCache->SetRenderState(D3DRS_BLENDOP, D3DBLENDOP_ADD);
-  target->stateCache->SetRenderState(D3DRS_SRCBLEND, D3DBLEND_SRCALPHA);
-  target->stateCache->SetRenderState(D3DRS_DESTBLEND, D3DBLEND_INVSRCALPHA);
-  if (target->defaultProcessor != nullptr) target->defaultProcessor->DrawFullscreenQuad();
-}

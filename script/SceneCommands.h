@@ -1,7 +1,6 @@
 #pragma once
 // The commands that load, play and act on 3D scenes.
-#include "script/ScriptItem.h"
-#include "script/SlotCommands.h"
+#include "script/SlotItem.h"
 
 #include <cstdint>
 

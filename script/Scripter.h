@@ -69,6 +69,12 @@ class Scripter {
   // Runs the due commands, draws the layers below the scene, the scene (or
   // the cross-fade), the layers above. True once every item has run.
   bool Update(float clock);
+  // The same frame without drawing: the same commands with the same clock
+  // readings, layer motion, sequence steps, scene times (controllers, camera
+  // switches, shakes) and the end of a cross-fade, and no device call. A
+  // frame after any number of these draws what it would after as many
+  // Updates, but for render states that earlier draws left on the device.
+  bool Advance(float clock);
 
   // Slot and layer housekeeping shared by the commands.
   void removeLayersShowing(const ImageBlitter* image);
@@ -105,12 +111,9 @@ class Scripter {
 
  private:
   void loadScriptFile(const char* fileName, float baseTime);
-  void drawLayer(LayerRecord& layer, float t);
-  // The scene, or the cross-fade between two scenes (scene commands' file).
-  void drawScene(float t);
-  // The music system's set-up and close (music commands' file).
-  void initMusic();
-  void closeMusic();
+  bool frame(float clock, bool draw);
+  void drawLayer(LayerRecord& layer, float t, bool draw);
+  void drawScene(float t, bool draw);
 
   // Names of the script files being parsed, outermost first: an include of
   // one of them would never end, and is refused.

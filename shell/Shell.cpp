@@ -7,8 +7,8 @@
 #include "platform/os/Process.h"
 #include "platform/os/System.h"
 #include "platform/os/Window.h"
-#include "script/DemoClock.h"
 #include "script/Scripter.h"
+#include "script/Show.h"
 
 #include <cstdio>
 #include <cstring>
@@ -26,6 +26,9 @@ namespace {
 // destructor may run at exit, since a process ending because its display
 // went away would try to close the window on a dead connection and hang.
 Window* g_window = nullptr;
+// The frame, the Scripter (g_scripter points into it) and, from StartScript
+// on, the device's reference (g_device is then the Show's).
+Show* g_show = nullptr;
 }  // namespace
 
 bool OpenShowArchive(CFLArchive& archive, const char* programPath) {
@@ -136,6 +139,12 @@ LRESULT WindowProc(HWND, UINT message, WPARAM wParam, LPARAM) {
 }
 
 void FatalError(const char* message) {
+  if (g_show) {
+    delete g_show;  // the Scripter, then the device
+    g_show = nullptr;
+    g_scripter = nullptr;
+    g_device = nullptr;
+  }
   delete g_scripter;
   g_scripter = nullptr;
   if (g_device) g_device->Release();
@@ -150,9 +159,9 @@ void FatalError(const char* message) {
 }
 
 bool StartScript() {
-  g_scripter = new Scripter(g_device, 800, 600);
-  g_scripter->LoadScript("demo.vxc", 0.0f);
-  StartDemoClock();
+  g_show = new Show(g_device, Show::Clock::Wall);
+  g_scripter = g_show->scripter();
+  g_show->Start("demo.vxc");  // the clock starts right after parsing
   return true;
 }
 
@@ -172,16 +181,13 @@ int RunPlayer() {
   while (!g_quit) {
     MSG msg;
     if (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) WindowProc(msg.hwnd, msg.message, msg.wParam, msg.lParam);
-    g_device->Clear(0, nullptr, D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
-    g_device->BeginScene();
-    if (g_scripter && g_scripter->Update(GetDemoTime())) g_quit = true;
-    g_device->EndScene();
-    g_device->Present(nullptr, nullptr, nullptr, nullptr);
+    // Clear, BeginScene, clock and Scripter::Update, EndScene, Present.
+    if (g_show->Frame()) g_quit = true;
   }
 
-  delete g_scripter;
+  delete g_show;  // the Scripter, then the device's reference
+  g_show = nullptr;
   g_scripter = nullptr;
-  g_device->Release();
   g_device = nullptr;
   g_d3d->Release();
   g_d3d = nullptr;
