@@ -111,13 +111,15 @@ if [ -f "$player.cfl" ]; then
   case="the example show plays to its end"
   start example "" "$player.cfl"
   press Demo Return
-  sleep 9
+  # 14 s in: the titles over the planet scene (3D from 8 s on).
+  sleep 14
   cp "$work/fb/Xvfb_screen0" "$work/shot.xwd"
-  # Mid-show the screen holds many colours (backdrop, title, stars), not a blank.
+  # Mid-show the screen holds many colours (the scene, its glow, the titles), not a blank.
   colours=$(python3 "$here/../../scripts/xwd2png.py" --colours "$work/shot.xwd")
   if [ "${colours:-0}" -lt 50 ]; then echo "  screenshot has only ${colours:-0} colours"; fi
   [ -n "$screenshot" ] && python3 "$here/../../scripts/xwd2png.py" "$work/shot.xwd" "$screenshot" 2
-  for _ in $(seq 600); do [ -f "$dir/rc" ] && break; sleep 0.1; done
+  # The show lasts 64 s; the player's own limit is 120 s.
+  for _ in $(seq 1000); do [ -f "$dir/rc" ] && break; sleep 0.1; done
   if [ "${colours:-0}" -ge 50 ]; then finish 0; else fail=1; echo "FAIL $case"; fi
 fi
 
