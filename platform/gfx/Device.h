@@ -10,9 +10,10 @@
 //   calls in the wrong state (invalid stage or light index, null out pointer,
 //   unlock without lock), D3DERR_OUTOFVIDEOMEMORY / E_OUTOFMEMORY when a
 //   resource cannot be made. A bad call never crashes.
-// - A fresh device holds Direct3D 9's default states (DEVICE.md lists them),
-//   identity transforms, no lights, no textures, a viewport covering the back
-//   buffer with depth 0..1, and render target 0 = the back buffer.
+// - A fresh device holds Direct3D 9's default states, identity transforms,
+//   no lights, no textures, a viewport covering the back buffer with depth
+//   0..1, and render target 0 = the back buffer. docs/device.md lists the
+//   states and every other Direct3D 9 result the OpenGL back end reproduces.
 // - Binding calls (SetTexture, SetStreamSource, SetIndices, SetRenderTarget,
 //   SetDepthStencilSurface, SetVertexDeclaration, Set*Shader) hold a reference
 //   on the bound object until it is replaced or the device goes away.
