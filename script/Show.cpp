@@ -1,11 +1,24 @@
 #include "script/Show.h"
 
 #include "platform/os/Clock.h"
+#include "render/GlowAmount.h"
+#include "scene/Sprite.h"
 #include "script/DemoClock.h"
 
 #include <cmath>
 
+namespace {
+// The glow amount a process starts with (a constant initialiser, so read
+// here before any show can change it).
+const float kStartGlowAmount = GlowAmount;
+}  // namespace
+
 Show::Show(IDirect3DDevice9* device, Clock clock) : m_device(device), m_clock(clock) {
+  // What the script and scene loading change process-wide starts over, so
+  // that a second show in one process (a renderer's counting pass, a test)
+  // draws as the first: the glow amount and the particle generator's seed.
+  GlowAmount = kStartGlowAmount;
+  sceneRandReset();
   if (m_clock == Clock::Virtual) SetTime(0);
   m_scripter = std::make_unique<Scripter>(m_device, kScreenWidth, kScreenHeight);
 }

@@ -25,7 +25,8 @@ class Show {
   // Takes over one reference to the device (released after the Scripter is
   // deleted, so that everything the script loaded goes first) and makes the
   // Scripter on it (which also starts the music system). A virtual clock
-  // reads 0 until SetTime.
+  // reads 0 until SetTime. Process-wide state that shows change (the glow
+  // amount, the particle generator) is put back to the process's start.
   Show(IDirect3DDevice9* device, Clock clock);
   ~Show();
   Show(const Show&) = delete;

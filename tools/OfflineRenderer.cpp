@@ -10,8 +10,7 @@
 #include "platform/os/Process.h"
 #include "platform/sound/FSound.h"
 #include "platform/sound/SoundOffline.h"
-#include "script/DemoClock.h"
-#include "script/Scripter.h"
+#include "script/Show.h"
 #include "tools/MediaWriters.h"
 #include "tools/RenderProgress.h"
 #include "tools/ToolIO.h"
@@ -30,11 +29,46 @@ namespace {
 
 constexpr unsigned kSampleRate = 44100;  // the offline mixer's rate
 
-void setClock(double ms) {
-  LARGE_INTEGER frequency;
-  QueryPerformanceFrequency(&frequency);
-  // Round up so that the demo clock's truncating division gives whole `ms`.
-  SetPerformanceCounterOverride(std::int64_t(std::ceil(ms * double(frequency.QuadPart) / 1000.0)));
+// The demo clock counts 32-bit ms: no frame may lie beyond.
+constexpr double kClockLimitMs = 4294967295.0;
+// A show that is chunked without an end must end within this much show time.
+constexpr double kLongestShowMs = 24 * 3600 * 1000.0;
+
+// Show time of frame k: the one formula every range and chunk shares, so
+// that the same k is the same clock reading in every render.
+double frameMs(std::int64_t k, double fps) { return double(k) * 1000.0 / fps; }
+
+// The first frame whose time is at or after ms (ms >= 0).
+std::int64_t firstFrameFrom(double ms, double fps) {
+  auto k = std::int64_t(std::ceil(ms * fps / 1000.0));
+  while (k > 0 && frameMs(k - 1, fps) >= ms) --k;
+  while (frameMs(k, fps) < ms) ++k;
+  return k;
+}
+
+// The last frame whose time is at or before ms; -1 when none (ms < 0).
+std::int64_t lastFrameTo(double ms, double fps) {
+  if (ms < 0) return -1;
+  auto k = std::int64_t(std::floor(ms * fps / 1000.0));
+  while (frameMs(k + 1, fps) <= ms) ++k;
+  while (k >= 0 && frameMs(k, fps) > ms) --k;
+  return k;
+}
+
+// Replays the whole show without drawing or mixing: the number of frames a
+// full render writes (the frame in which the script ends is the last).
+bool countShowFrames(IDirect3DDevice9* device, double fps, std::int64_t* frames, std::string* error) {
+  device->AddRef();
+  Show show(device, Show::Clock::Virtual);
+  show.Start("demo.vxc");
+  for (std::int64_t k = 0;; ++k) {
+    const double ms = frameMs(k, fps);
+    if (ms > kLongestShowMs)
+      return *error = "the show does not end within 24 hours of show time; give --to or --frames-to with --chunk",
+             false;
+    show.SetTime(ms);
+    if (show.Frame(false)) return *frames = k + 1, true;
+  }
 }
 
 bool haveFfmpeg() { return std::system("command -v ffmpeg >/dev/null 2>&1") == 0; }
@@ -71,7 +105,25 @@ struct DeviceHolder {
 bool renderShow(const RenderOptions& options, RenderResult* result, std::string* error) {
   *result = RenderResult{};
   if (!(options.fps > 0 && options.fps <= 1000)) return *error = "--fps must be between 0 and 1000", false;
+  const double fps = options.fps;
+  if (!(options.fromMs >= 0 && options.fromMs <= kClockLimitMs) ||
+      (options.toMs && !(*options.toMs >= 0 && *options.toMs <= kClockLimitMs)))
+    return *error = "--from and --to must be between 0 and 4294967295 ms", false;
+  const std::int64_t frameLimit = lastFrameTo(kClockLimitMs, fps);
+  if ((options.fromFrame && !(*options.fromFrame >= 0 && *options.fromFrame <= frameLimit)) ||
+      (options.toFrame && !(*options.toFrame >= 0 && *options.toFrame <= frameLimit)))
+    return *error = "--frames-from and --frames-to must be between 0 and " + std::to_string(frameLimit) + " at this --fps",
+           false;
+  if (options.chunkIndex != 0 && !(options.chunkCount >= 1 && options.chunkIndex >= 1 &&
+                                   options.chunkIndex <= options.chunkCount))
+    return *error = "--chunk K/N needs 1 <= K <= N", false;
+  // The range by frame number: [first, last], no last until the script ends.
+  std::int64_t first = options.fromFrame ? *options.fromFrame : firstFrameFrom(options.fromMs, fps);
+  std::optional<std::int64_t> last;
+  if (options.toFrame) last = *options.toFrame;
+  if (options.toMs) last = lastFrameTo(*options.toMs, fps);
   if (options.toMs && *options.toMs < options.fromMs) return *error = "--to is earlier than --from", false;
+  if (last && *last < first) return *error = "the range holds no frame", false;
   if (options.width < 16 || options.height < 16 || options.width > 8192 || options.height > 8192)
     return *error = "--size must be between 16x16 and 8192x8192", false;
 
@@ -126,8 +178,25 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
 
   soundForceOutput(FSOUND_OUTPUT_OFFLINE);
   AtlAxWinInit();
-  setClock(0);
-  StartDemoClock();  // show time 0 is counter 0
+
+  if (options.chunkIndex != 0) {
+    std::int64_t total = 0;
+    if (last) {
+      total = *last + 1;
+    } else {
+      soundOfflineSetCollect(false);
+      if (!countShowFrames(gfx.device, fps, &total, error)) return false;
+    }
+    if (total < options.chunkCount)
+      return *error = "the show has " + std::to_string(total) + " frames, fewer than " +
+                      std::to_string(options.chunkCount) + " chunks",
+             false;
+    // Chunk K holds frames [(K-1) * total / N, K * total / N): every frame
+    // once, lengths within one of each other.
+    first = (options.chunkIndex - 1) * total / options.chunkCount;
+    last = options.chunkIndex * total / options.chunkCount - 1;
+  }
+  result->firstFrame = first;
 
   // The mix is kept only for a file that wants it (a long render would
   // otherwise hold all of its music in memory).
@@ -135,7 +204,7 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   soundOfflineSetCollect(keepSound);
   std::vector<std::int16_t> sound;
   const auto* glDevice = dynamic_cast<const GlDevice*>(gfx.device);
-  double nextStatsMs = options.fromMs;
+  double nextStatsMs = frameMs(first, fps);
   auto printStats = [&](double ms, int frame) {
     // In use on the heap: arena chunks plus blocks mapped on their own (the
     // allocator moves blocks between the two as its mmap threshold adapts).
@@ -148,45 +217,59 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   };
   std::optional<RenderProgress> progress;
   if (options.progress)
-    progress.emplace(stderr, RenderProgress::styleFor(stderr), options.fromMs, options.toMs);
+    progress.emplace(stderr, RenderProgress::styleFor(stderr), frameMs(first, fps),
+                     last ? std::optional<double>(frameMs(*last, fps)) : std::nullopt);
   {
-    Scripter scripter(gfx.device, 800, 600);
-    scripter.LoadScript("demo.vxc", 0.0f);
+    gfx.device->AddRef();  // the show's own reference
+    Show show(gfx.device, Show::Clock::Virtual);
+    show.Start("demo.vxc");
     std::vector<D3DCOLOR> pixels;
-    for (int k = 0;; ++k) {
-      const double ms = options.fromMs + k * 1000.0 / options.fps;
-      if (options.toMs && ms > *options.toMs) break;
-      setClock(ms);
-      gfx.device->Clear(0, nullptr, D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
-      gfx.device->BeginScene();
-      result->scriptEnded = scripter.Update(GetDemoTime());
-      gfx.device->EndScene();
-      gfx.device->Present(nullptr, nullptr, nullptr, nullptr);
+    for (std::int64_t k = 0; !last || k <= *last; ++k) {
+      const double ms = frameMs(k, fps);
+      const bool keep = k >= first;
+      // Frames before the range: the script's step only, but the last few
+      // drawn, for the render states they leave to the first kept frame.
+      const bool draw = k + kWarmUpFrames >= first;
+      show.SetTime(ms);
+      soundOfflineSetCollect(keepSound && keep);
+      const bool ended = show.Frame(draw);
 
-      if (!framesDir.empty()) {
+      if (keep && !framesDir.empty()) {
         IDirect3DSurface9* backBuffer = nullptr;
         UINT width = 0, height = 0;
         gfx.device->GetBackBuffer(0, 0, D3DBACKBUFFER_TYPE_MONO, &backBuffer);
         const HRESULT read = gfx.device->readSurfaceARGB(backBuffer, pixels, width, height);
         if (backBuffer) backBuffer->Release();
-        char name[32];
-        std::snprintf(name, sizeof name, "/frame%06d.png", k);
+        char name[40];
+        std::snprintf(name, sizeof name, "/frame%06lld.png", static_cast<long long>(k));
         if (FAILED(read)) return *error = "cannot read the frame back", false;
         if (!writePngRgb(framesDir + name, pixels, width, height, error)) return false;
       }
-      // The music of this frame's interval.
-      soundOfflineAdvanceMs(1000.0 / options.fps);
-      if (keepSound) soundOfflineTakeS16(&sound);  // appends
+      // The music of this frame's interval, in the same steps as a full
+      // render so that the rounding of sample positions is the same.
+      soundOfflineAdvanceMs(1000.0 / fps);
+      if (keep && keepSound) soundOfflineTakeS16(&sound);  // appends
 
-      result->frames = k + 1;
-      result->lastFrameMs = ms;
-      if (progress) progress->frame(k + 1, ms);
-      const bool last = result->scriptEnded || (options.toMs && ms + 1000.0 / options.fps > *options.toMs);
-      if (options.statsEveryMs > 0 && (ms >= nextStatsMs || last)) {
-        printStats(ms, k);
-        while (nextStatsMs <= ms) nextStatsMs += options.statsEveryMs;
+      if (keep) {
+        ++result->frames;
+        result->lastFrameMs = ms;
+        if (progress) progress->frame(result->frames, ms);
+        const bool lastOne = ended || (last && k == *last);
+        if (options.statsEveryMs > 0 && (ms >= nextStatsMs || lastOne)) {
+          printStats(ms, int(k));
+          while (nextStatsMs <= ms) nextStatsMs += options.statsEveryMs;
+        }
       }
-      if (result->scriptEnded) break;
+      if (ended) {
+        result->scriptEnded = true;
+        if (!keep) {
+          char text[128];
+          std::snprintf(text, sizeof text, "the show ends at frame %lld (%.0f ms), before the range starts",
+                        static_cast<long long>(k), ms);
+          return *error = text, false;
+        }
+        break;
+      }
     }
   }
   if (progress) progress->end();
@@ -199,9 +282,10 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   if (!wavPath.empty() && !writeWav16(wavPath, sound, kSampleRate, error)) return false;
 
   if (wantVideo) {
-    char fps[32];
-    std::snprintf(fps, sizeof fps, "%g", options.fps);
-    const std::string command = "ffmpeg -loglevel error -y -framerate " + std::string(fps) + " -i " +
+    char rate[32];
+    std::snprintf(rate, sizeof rate, "%g", fps);
+    const std::string command = "ffmpeg -loglevel error -y -framerate " + std::string(rate) +
+                                " -start_number " + std::to_string(first) + " -i " +
                                 shellQuote(framesDir + "/frame%06d.png") + " -i " + shellQuote(wavPath) +
                                 " -c:v libx264 -pix_fmt yuv420p -c:a aac -b:a 192k -shortest " +
                                 shellQuote(options.videoPath);

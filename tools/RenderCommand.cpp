@@ -4,20 +4,29 @@
 #include "tools/OfflineRenderer.h"
 #include "tools/ToolIO.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace {
 
 const char* kRenderHelp =
-    "usage: vxtool render [--archive FILE] [--fps N] [--size WxH] [--from MS] [--to MS]\n"
+    "usage: vxtool render [--archive FILE] [--fps N] [--size WxH]\n"
+    "                     [--from MS | --frames-from K] [--to MS | --frames-to L] [--chunk K/N]\n"
     "                     [--frames DIR] [--video FILE.mp4] [--wav FILE.wav] [--stats MS]\n"
     "                     [--max-textures N] [--quiet]\n"
-    "Plays a show off screen on a virtual clock (frame k at FROM + k * 1000 / N ms)\n"
-    "and writes numbered PNG frames to DIR, the music to FILE.wav and, where ffmpeg\n"
-    "is installed, an MP4 of both. The show comes from the archive FILE, or from\n"
-    "loose files in the current directory (starting with demo.vxc). The run ends\n"
-    "with the script, or at --to. Defaults: 30 fps, 800x600, from 0.\n"
+    "Plays a show off screen on a virtual clock (frame k at k * 1000 / N ms) and\n"
+    "writes PNG frames to DIR (frame k as frameK.png, 6 digits), the music to\n"
+    "FILE.wav and, where ffmpeg is installed, an MP4 of both. The show comes from\n"
+    "the archive FILE, or from loose files in the current directory (starting with\n"
+    "demo.vxc). The run ends with the script, or at the range's end.\n"
+    "Defaults: 30 fps, 800x600, from 0.\n"
+    "A range (inclusive; --from/--to by show time, --frames-from/--frames-to by\n"
+    "frame number) gives exactly the frames and samples that a whole render gives\n"
+    "for it: the show is replayed from 0 without drawing up to its start.\n"
+    "--chunk K/N renders the K-th of N equal ranges of the show's frames (to --to\n"
+    "or --frames-to if given, else to its end); vxtool join puts chunks together.\n"
     "--stats MS prints, every MS of show time, the resident memory and the count of\n"
     "live device resources on standard output (for soak runs).\n"
     "--max-textures N draws with a device that offers only N (1..8) texture stages,\n"
@@ -29,12 +38,19 @@ bool readNumber(const std::string& text, double* value) {
   return !text.empty() && end && *end == 0;
 }
 
+// A frame number: decimal digits only, at most 12 of them.
+bool readFrame(const std::string& text, std::int64_t* value) {
+  if (text.empty() || text.size() > 12 || text.find_first_not_of("0123456789") != std::string::npos) return false;
+  *value = std::stoll(text);
+  return true;
+}
+
 }  // namespace
 
 int renderCommand(const Args& args) {
   if (wantsHelp(args)) return help(kRenderHelp);
-  Parsed p = parseArgs(args, {"--archive", "--fps", "--size", "--from", "--to", "--frames", "--video", "--wav", "--stats",
-                              "--max-textures"},
+  Parsed p = parseArgs(args, {"--archive", "--fps", "--size", "--from", "--to", "--frames-from", "--frames-to", "--chunk",
+                              "--frames", "--video", "--wav", "--stats", "--max-textures"},
                        {"--quiet"});
   if (!p.error.empty()) return fail(p.error);
   if (!p.positional.empty()) return fail("render takes no positional arguments (see vxtool render --help)");
@@ -55,6 +71,28 @@ int renderCommand(const Args& args) {
     if (!readNumber(*v, &to)) return fail("bad --to '" + *v + "'");
     options.toMs = to;
   }
+  if (p.has("--from") && p.has("--frames-from")) return fail("give --from or --frames-from, not both");
+  if (p.has("--to") && p.has("--frames-to")) return fail("give --to or --frames-to, not both");
+  if (const std::string* v = p.get("--frames-from")) {
+    std::int64_t k = 0;
+    if (!readFrame(*v, &k)) return fail("bad --frames-from '" + *v + "' (a frame number, 0 or more)");
+    options.fromFrame = k;
+  }
+  if (const std::string* v = p.get("--frames-to")) {
+    std::int64_t k = 0;
+    if (!readFrame(*v, &k)) return fail("bad --frames-to '" + *v + "' (a frame number, 0 or more)");
+    options.toFrame = k;
+  }
+  if (const std::string* v = p.get("--chunk")) {
+    if (p.has("--from") || p.has("--frames-from")) return fail("--chunk sets where the render starts; drop --from");
+    unsigned k = 0, n = 0;
+    char tail = 0;
+    if (std::sscanf(v->c_str(), "%u/%u%c", &k, &n, &tail) != 2 || v->find_first_of("+- ") != std::string::npos ||
+        k < 1 || k > n || n > 100000)
+      return fail("bad --chunk '" + *v + "' (K/N: the K-th of N chunks, 1 <= K <= N <= 100000)");
+    options.chunkIndex = int(k);
+    options.chunkCount = int(n);
+  }
   if (const std::string* v = p.get("--frames")) options.framesDir = *v;
   if (const std::string* v = p.get("--video")) options.videoPath = *v;
   if (const std::string* v = p.get("--wav")) options.wavPath = *v;
@@ -74,7 +112,8 @@ int renderCommand(const Args& args) {
   RenderResult result;
   std::string error;
   if (!renderShow(options, &result, &error)) return fail(error);
-  std::fprintf(stderr, "rendered %d frames (show time %.0f ms)%s\n", result.frames, result.lastFrameMs,
+  std::fprintf(stderr, "rendered %d frames from frame %lld (show time %.0f ms)%s\n", result.frames,
+               static_cast<long long>(result.firstFrame), result.lastFrameMs,
                result.scriptEnded ? ", to the end of the script" : "");
   return 0;
 }

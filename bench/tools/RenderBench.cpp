@@ -167,4 +167,65 @@ BENCHMARK(BM_RenderExampleShow)
     ->UseRealTime()
     ->Unit(benchmark::kSecond);
 
+// What an exact range costs before its first frame: reaching frame 30,000
+// of the example show (at 500 fps, 60 s of show time, so that the frame lies
+// inside the show) by replaying every earlier frame without drawing, against
+// rendering those 30,000 frames. The rendering side is the mean cost of a
+// frame of the whole show rendered at 5 fps (its 300-odd frames sample the
+// same show time evenly, as the 30,000 would), times 30,000; both are
+// measured in the same run, at 800x600, keeping no files.
+//
+// Counters:
+//   replay_s         wall seconds to reach frame 30,000 (the replay, the two
+//                    warm-up frames and the frame itself)
+//   render_frame_ms  wall ms per rendered frame
+//   replay_ratio     replay_s / (30,000 x render_frame_ms): at most 0.05 is
+//                    the goal
+void BM_ReplayToFrame30000(benchmark::State& state) {
+  static std::string error;
+  const ShowFolder& show = showFolder();
+  if (!show.error().empty()) {
+    error = show.error();
+    state.SkipWithError(error.c_str());
+    return;
+  }
+  WorkingDirectory inShow(show.path());
+  constexpr std::int64_t kTarget = 30000;
+
+  double replaySeconds = 0, renderSeconds = 0;
+  std::int64_t rendered = 0;
+  for (auto _ : state) {
+    RenderOptions reach;
+    reach.fps = 500;
+    reach.fromFrame = kTarget;
+    reach.toFrame = kTarget;
+    reach.progress = false;
+    RenderResult result;
+    auto begin = std::chrono::steady_clock::now();
+    if (!renderShow(reach, &result, &error) || result.frames != 1) {
+      if (error.empty()) error = "frame 30000 was not rendered";
+      state.SkipWithError(error.c_str());
+      return;
+    }
+    replaySeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+
+    RenderOptions whole;
+    whole.fps = 5;
+    whole.progress = false;
+    begin = std::chrono::steady_clock::now();
+    if (!renderShow(whole, &result, &error)) {
+      state.SkipWithError(error.c_str());
+      return;
+    }
+    renderSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    rendered += result.frames;
+  }
+  const double frameSeconds = rendered > 0 ? renderSeconds / double(rendered) : 0.0;
+  const double iterations = double(state.iterations());
+  state.counters["replay_s"] = replaySeconds / iterations;
+  state.counters["render_frame_ms"] = frameSeconds * 1000.0;
+  state.counters["replay_ratio"] = frameSeconds > 0 ? (replaySeconds / iterations) / (double(kTarget) * frameSeconds) : 0.0;
+}
+BENCHMARK(BM_ReplayToFrame30000)->Iterations(1)->UseRealTime()->Unit(benchmark::kSecond);
+
 }  // namespace

@@ -1,8 +1,8 @@
 // vxtool render: the music in the WAV, sample by sample, against a reference
 // decode of the same MP3.
 //
-// Timing rules the checks rely on: frame k of a render from F at N fps runs
-// at show time F + k * 1000 / N ms, and the music of a frame is what plays
+// Timing rules the checks rely on: frame k of a render at N fps runs at show
+// time k * 1000 / N ms, and the music of a frame is what plays
 // from that time to the next frame's, so a command that runs in frame k
 // changes the sound from sample round(time_k * 44.1) on. "waituntil T" lets
 // the script through in the first frame whose time is strictly past T.
@@ -212,13 +212,16 @@ TEST_F(RenderMusicTest, SoundFollowsTheFrameClockAtAnyRate) {
 }
 
 TEST_F(RenderMusicTest, WavLengthMatchesTheFramesOfFromAndTo) {
-  // 48 fps: 918.75 sample frames a frame; the total is rounded once, never
-  // frame by frame, so 25 frames are 22968.75 -> 22969 sample frames.
+  // 48 fps: 918.75 sample frames a frame. A range holds the frames of a whole
+  // render whose times fall inside it, and exactly their samples: frames 5
+  // (104.17 ms) ... 28 (583.33 ms), samples round(5 * 918.75) = 4594 up to
+  // round(29 * 918.75) = 26644.
   Wav wav = render("--fps 48 --from 100 --to 600 --frames a");
   ASSERT_TRUE(wav.ok);
-  EXPECT_EQ(countPngs(dir.file("a")), 25) << "100 + k * 20.833 ms up to 600 ms inclusive";
-  EXPECT_EQ(wav.frames(), 22969);
-  // The same span elsewhere in the show gives the same length.
+  EXPECT_EQ(countPngs(dir.file("a")), 24);
+  EXPECT_EQ(wav.frames(), 26644 - 4594);
+  // From 0 the total is rounded once, never frame by frame: 25 frames are
+  // 22968.75 -> 22969 sample frames.
   wav = render("--fps 48 --from 0 --to 500");
   EXPECT_EQ(wav.frames(), 22969);
 
@@ -230,7 +233,6 @@ TEST_F(RenderMusicTest, WavLengthMatchesTheFramesOfFromAndTo) {
   const std::int64_t whole = render("--fps 50").frames();
   EXPECT_EQ(whole, 78 * 882) << "frames 0 ... 1540 ms";
   EXPECT_EQ(render("--fps 50 --to 100000").frames(), whole);
-  // --from moves where the render starts on the clock; the script still
-  // runs from its start, every command due by then in the first frame.
+  // --from without --to: the whole render's frames from there to the end.
   EXPECT_EQ(render("--fps 50 --from 1000").frames(), 28 * 882) << "frames 1000 ... 1540 ms";
 }

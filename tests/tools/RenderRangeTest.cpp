@@ -1,0 +1,139 @@
+// vxtool render of a part of a show: the frames and samples of any range, or
+// of any chunk, are byte for byte those of the same frames in one render of
+// the whole show.
+//
+// The show is made of the example show's generated content (vx_showgen) and
+// a script of its own at 25 fps, 40 ms and exactly 1764 sample frames a
+// frame: an image sequence moving, a picture fading, music started in frame
+// 0 at 1.5 s into the tune, the planet scene from frame 9 with a shake and a
+// camera switch in frame 19, "settime" jumping the script from 1000 to 2000
+// in frame 26, a cross-fade into the hall from frame 37 (inside "wait 500"),
+// a volume change in frame 50 and the end in frame 61.
+#include "ArchiveTestUtil.h"
+#include "ToolRun.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace {
+
+const char* kScript =
+    "loadimage backdrop.jpg back\nloadimage spin.seq spin\nloadimage orb.png orb\n"
+    "loadscene orbit.vxk orbit\nloadscene hall.vxk hall\nloadmusic tune.mp3 tune\n"
+    "settime 0\n"
+    "setlayer back -20\n"
+    "setlayer spin 14\nsetlayeradditive 14 1\nsetlayerpos 14 300 200\nsetlayerposdelta 14 -80 30\n"
+    "setlayer orb 12\nsetlayeralphadelta 12 -0.4\n"
+    "playmusic tune 1500\n"
+    "waituntil 320\nplayscene orbit 1\nsetscenetime 0\nremovelayer -20\n"
+    "waituntil 720\nshakecamera 80000 2.5 2 0.5 0.04\nsetactivecamera Ring\n"
+    "waituntil 1000\nsettime 2000\nsetlayeralpha 12 1\n"
+    "waituntil 2400\nxfadescene hall 600 0 1\n"
+    "wait 500\nsetvolume 128\n"
+    "wait 400\n";
+constexpr int kLastFrame = 61;
+constexpr std::size_t kWavBytesPerFrame = 1764 * 4;  // stereo, 16-bit
+const char* kRender = "render --fps 25 --size 160x120 --quiet ";
+
+std::string frameName(int k) {
+  char name[32];
+  std::snprintf(name, sizeof name, "frame%06d.png", k);
+  return name;
+}
+
+// The sample bytes of a WAV that vxtool wrote (a 44-byte RIFF header).
+std::string wavData(const std::string& path) {
+  const std::string bytes = readText(path);
+  return bytes.size() >= 44 && bytes.compare(36, 4, "data") == 0 ? bytes.substr(44) : std::string("no WAV");
+}
+
+int countFiles(const std::string& dir) {
+  int n = 0;
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(dir, ignored)) n += entry.is_regular_file();
+  return n;
+}
+
+class RenderRangeTest : public ::testing::Test {
+ protected:
+  // Generated once for the suite, with the full render beside it.
+  static void SetUpTestSuite() {
+    s_show = std::make_unique<TempDir>();
+    const std::string generate = "'" VX_SHOWGEN_PATH "' '" + s_show->path() + "' >/dev/null";
+    ASSERT_EQ(std::system(generate.c_str()), 0);
+    s_show->write("demo.vxc", bytesOf(kScript));
+    const ToolRun full = vxtool(*s_show, std::string(kRender) + "--frames full --wav full.wav");
+    ASSERT_EQ(full.code, 0) << full.err;
+  }
+  static void TearDownTestSuite() { s_show.reset(); }
+  void SetUp() override {
+    ASSERT_TRUE(s_show);
+    ASSERT_EQ(countFiles(s_show->file("full")), kLastFrame + 1) << "the script ends in frame 61";
+  }
+
+  // Renders `range` into OUT (frames and WAV) and checks that it holds exactly
+  // frames first ... last of the full render, bytes and samples.
+  void expectSameAsFull(const std::string& range, const std::string& out, int first, int last) {
+    std::filesystem::remove_all(s_show->file(out));
+    const ToolRun run = vxtool(*s_show, kRender + range + " --frames " + out + " --wav " + out + "/sound.wav");
+    ASSERT_EQ(run.code, 0) << range << ": " << run.err;
+    EXPECT_EQ(countFiles(s_show->file(out)), last - first + 2) << range << ": the frames and the WAV";
+    for (int k = first; k <= last; ++k)
+      EXPECT_TRUE(readText(s_show->file(out + "/" + frameName(k))) == readText(s_show->file("full/" + frameName(k))))
+          << range << ": frame " << k;
+    const std::string full = wavData(s_show->file("full.wav"));
+    const std::string part = wavData(s_show->file(out + "/sound.wav"));
+    ASSERT_EQ(part.size(), std::size_t(last - first + 1) * kWavBytesPerFrame) << range;
+    EXPECT_TRUE(part == full.substr(std::size_t(first) * kWavBytesPerFrame, part.size())) << range << ": samples";
+  }
+
+  static std::unique_ptr<TempDir> s_show;
+};
+std::unique_ptr<TempDir> RenderRangeTest::s_show;
+
+}  // namespace
+
+TEST_F(RenderRangeTest, RangesHoldTheFramesAndSamplesOfTheFullRender) {
+  // On the time of a "waituntil" (frame 8 at 320 ms; it lets the script on
+  // in frame 9), with the music playing since frame 0.
+  expectSameAsFull("--from 320 --to 600", "on-command", 8, 15);
+  // From the frame of the "settime" jump, after the shake and the camera
+  // switch; the sequence has stepped on all the while.
+  expectSameAsFull("--frames-from 26 --frames-to 30", "at-settime", 26, 30);
+  // Inside "wait 500" and the cross-fade (times between frames: 1590 ms
+  // starts at frame 40, 1770 ms ends at frame 44).
+  expectSameAsFull("--from 1590 --to 1770", "in-fade", 40, 44);
+  // After the volume change, to the end of the script.
+  expectSameAsFull("--frames-from 55", "to-end", 55, kLastFrame);
+}
+
+TEST_F(RenderRangeTest, ChunksTileTheShowWithoutGapsOrOverlaps) {
+  // 62 frames in 3 chunks: 0-19, 20-40, 41-61.
+  expectSameAsFull("--chunk 1/3", "chunk1", 0, 19);
+  expectSameAsFull("--chunk 2/3", "chunk2", 20, 40);
+  expectSameAsFull("--chunk 3/3", "chunk3", 41, kLastFrame);
+  // With an end, the chunks divide the frames up to it.
+  expectSameAsFull("--chunk 2/2 --to 400", "half", 5, 10);
+}
+
+TEST_F(RenderRangeTest, RefusesRangesThatCannotBeRendered) {
+  const auto refused = [](const std::string& args, const std::string& says) {
+    const ToolRun run = vxtool(*s_show, kRender + args + " --frames refused");
+    EXPECT_EQ(run.code, 1) << args;
+    EXPECT_NE(run.err.find(says), std::string::npos) << args << ": " << run.err;
+  };
+  refused("--frames-from 70", "the show ends at frame 61 (2440 ms), before the range starts");
+  refused("--from 100 --frames-from 3", "--from or --frames-from");
+  refused("--to 100 --frames-to 3", "--to or --frames-to");
+  refused("--frames-from 5 --frames-to 4", "no frame");
+  refused("--frames-from -1", "bad --frames-from");
+  refused("--frames-to 1e3", "bad --frames-to");
+  refused("--chunk 1/3 --from 40", "drop --from");
+  for (const char* bad : {"0/3", "4/3", "1/0", "1", "a/b", "1/3x", "-1/3", "1/ 3"}) refused(std::string("--chunk '") + bad + "'", "bad --chunk");
+  refused("--chunk 3/70", "the show has 62 frames, fewer than 70 chunks");
+  refused("--from 5000000000", "between 0 and 4294967295 ms");
+}
