@@ -118,6 +118,35 @@ TEST_F(RenderRangeTest, ChunksTileTheShowWithoutGapsOrOverlaps) {
   expectSameAsFull("--chunk 3/3", "chunk3", 41, kLastFrame);
   // With an end, the chunks divide the frames up to it.
   expectSameAsFull("--chunk 2/2 --to 400", "half", 5, 10);
+
+  // Joined in any order: the whole render's frames and its WAV, byte for byte.
+  ToolRun gap = vxtool(*s_show, "join chunk3 chunk1 --frames joined --wav joined.wav");
+  EXPECT_EQ(gap.code, 1);
+  EXPECT_NE(gap.err.find("no chunk holds frame000020.png"), std::string::npos) << gap.err;
+  ToolRun overlap = vxtool(*s_show, "join chunk1 half --wav joined.wav");
+  EXPECT_NE(overlap.err.find("both hold frame000005.png"), std::string::npos) << overlap.err;
+  EXPECT_FALSE(std::filesystem::exists(s_show->file("joined.wav"))) << "nothing written on a refusal";
+
+  ToolRun join = vxtool(*s_show, "join chunk3 chunk1 chunk2 --frames joined --wav joined.wav");
+  ASSERT_EQ(join.code, 0) << join.err;
+  EXPECT_EQ(countFiles(s_show->file("joined")), kLastFrame + 1);
+  for (int k = 0; k <= kLastFrame; ++k)
+    EXPECT_TRUE(readText(s_show->file("joined/" + frameName(k))) == readText(s_show->file("full/" + frameName(k))))
+        << "joined frame " << k;
+  EXPECT_TRUE(readText(s_show->file("joined.wav")) == readText(s_show->file("full.wav"))) << "the joined WAV";
+  EXPECT_EQ(countFiles(s_show->file("chunk2")), 1) << "the frames were moved, the chunk's sound.wav stays";
+
+  // What the user has is not replaced without --force.
+  expectSameAsFull("--chunk 1/3", "again", 0, 19);
+  ToolRun again = vxtool(*s_show, "join again --frames joined");
+  EXPECT_EQ(again.code, 1);
+  EXPECT_NE(again.err.find("frame000000.png' exists"), std::string::npos) << again.err;
+  EXPECT_EQ(countFiles(s_show->file("again")), 21) << "no frame moved";
+  EXPECT_EQ(vxtool(*s_show, "join again --wav joined.wav").code, 1);
+  EXPECT_EQ(vxtool(*s_show, "join again --frames joined --wav joined.wav --force").code, 0);
+  EXPECT_EQ(vxtool(*s_show, "join --frames x").code, 1) << "no chunks";
+  EXPECT_EQ(vxtool(*s_show, "join again").code, 1) << "nothing to write";
+  EXPECT_EQ(vxtool(*s_show, "join again --video v.mp4").code, 1) << "a video needs --fps";
 }
 
 TEST_F(RenderRangeTest, RefusesRangesThatCannotBeRendered) {
