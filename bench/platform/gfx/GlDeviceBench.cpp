@@ -144,6 +144,7 @@ class DeviceScene {
     m_ib->Unlock();
     m_device->SetRenderState(D3DRS_LIGHTING, FALSE);
     m_device->SetRenderState(D3DRS_ZENABLE, D3DZB_FALSE);
+    m_device->SetRenderState(D3DRS_CULLMODE, D3DCULL_NONE);  // the bare side culls nothing either
     m_device->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
     m_device->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
     m_device->SetTextureStageState(0, D3DTSS_ALPHAOP, D3DTOP_SELECTARG1);
