@@ -22,7 +22,7 @@ packages=(
   libassimp-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libgl1-mesa-dri libegl1-mesa-dev libgles-dev
-  xvfb xdotool x11-utils xfonts-base python3
+  xvfb xdotool x11-utils xfonts-base python3 parallel
   clang libclang-rt-14-dev
 )
 if [ $play = 1 ]; then packages+=(ffmpeg); fi
