@@ -150,6 +150,15 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
     std::_Exit(1);
   });
 
+  // Whatever way this returns, the process is left as it was found: no
+  // archive pointer to a closed archive, no exit hook, the mix collected.
+  struct Restore {
+    ~Restore() {
+      soundOfflineSetCollect(true);
+      g_archive = nullptr;
+      SetExitProcessHook(nullptr);
+    }
+  } restore;
   auto archive = std::make_unique<CFLArchive>();
   if (!options.archive.empty() && !archive->Open(options.archive.c_str()))
     return *error = "cannot open archive '" + options.archive + "'", false;
@@ -273,9 +282,6 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
     }
   }
   if (progress) progress->end();
-  soundOfflineSetCollect(true);
-  g_archive = nullptr;
-  SetExitProcessHook(nullptr);
 
   std::string wavPath = options.wavPath;
   if (wavPath.empty() && wantVideo) wavPath = scratch + "/sound.wav";
