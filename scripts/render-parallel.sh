@@ -11,10 +11,12 @@
 # ffmpeg is installed, show.mp4; logs/jobs.tsv is parallel's job log. An OUT
 # that exists and is not empty is refused unless --force.
 # HOSTS is parallel's --sshlogin list ("host1,2/user@host2,:" ; ":" is this
-# machine). Every host needs vxtool on its PATH; the archive is copied to each
+# machine). Every host needs vxtool and rsync; the archive is copied to each
 # host with the job (--transferfile), the chunk's folder comes back
-# (--return) and both are removed there afterwards (--cleanup).
-# VXTOOL names the vxtool to run here (default: vxtool on the PATH).
+# (--return) and the job's scratch folder there is removed (--cleanup).
+# VXTOOL names the vxtool to run here (default: vxtool on the PATH),
+# VXTOOL_REMOTE the one on the hosts (default: vxtool on their PATH); ssh
+# options go in parallel's own PARALLEL_SSH.
 set -euo pipefail
 
 usage() {
@@ -61,10 +63,12 @@ options=(--halt now,fail=1 --tag --joblog logs/jobs.tsv)
 [ -n "$jobs" ] && options+=(--jobs "$jobs")
 if [ -n "$sshlogin" ]; then
   # The archive travels with the job under a name of its own, relative to
-  # the job's folder; the remote vxtool is the one on that host's PATH.
+  # the job's folder.
   cp -f -- "$archive_path" show.cfl
-  options+=(--sshlogin "$sshlogin" --transferfile show.cfl --return "chunks/{}" --cleanup)
-  remote=vxtool archive=show.cfl
+  # Each job works in a folder of its own there (--workdir ...), which
+  # --cleanup removes with everything in it once the chunk has come back.
+  options+=(--sshlogin "$sshlogin" --workdir ... --transferfile show.cfl --return "chunks/{}" --cleanup)
+  remote=${VXTOOL_REMOTE:-vxtool} archive=show.cfl
 else
   remote=$vxtool archive=$archive_path
 fi
