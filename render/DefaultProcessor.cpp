@@ -55,7 +55,28 @@ std::uint64_t meshSortKey(const std::pair<SubMesh*, Group*>& entry) {
   return transparent << 33 | normalMapped << 32 | material->id;
 }
 
+// Binds the mesh's vertex buffer to stream 0 and its index buffer; null
+// (nothing bound) for a mesh whose buffers are missing or were never made,
+// which then draws nothing.
+VertexBuffer* bindMeshBuffers(IDirect3DDevice9* device, Mesh* mesh) {
+  VertexBuffer* vb = mesh->vertexBufferRef.as<VertexBuffer>();
+  IndexBuffer* ib = mesh->indexBufferRef.as<IndexBuffer>();
+  if (vb == nullptr || ib == nullptr || vb->deviceBuffer == nullptr || ib->deviceBuffer == nullptr) return nullptr;
+  device->SetStreamSource(0, vb->deviceBuffer, 0, vb->stride);
+  device->SetIndices(ib->deviceBuffer);
+  return vb;
+}
+
 }  // namespace
+
+void SetFullscreenQuadTransforms(IDirect3DDevice9* device) {
+  D3DXMATRIX ortho, identity;
+  D3DXMatrixOrthoLH(&ortho, 2.0f, 2.0f, 0.0f, 1.0f);
+  D3DXMatrixIdentity(&identity);
+  device->SetTransform(D3DTS_PROJECTION, &ortho);
+  device->SetTransform(D3DTS_WORLD, &identity);
+  device->SetTransform(D3DTS_VIEW, &identity);
+}
 
 bool MeshEntryComesBefore(const std::pair<SubMesh*, Group*>& a, const std::pair<SubMesh*, Group*>& b) {
   return meshSortKey(a) < meshSortKey(b);
@@ -165,11 +186,8 @@ void DefaultProcessor::DrawSkyBox() {
 
   Mesh* mesh = box->meshRef.as<Mesh>();
   if (mesh == nullptr) return;
-  VertexBuffer* vb = mesh->vertexBufferRef.as<VertexBuffer>();
-  IndexBuffer* ib = mesh->indexBufferRef.as<IndexBuffer>();
-  if (vb == nullptr || ib == nullptr || vb->deviceBuffer == nullptr || ib->deviceBuffer == nullptr) return;
-  device->SetStreamSource(0, vb->deviceBuffer, 0, vb->stride);
-  device->SetIndices(ib->deviceBuffer);
+  VertexBuffer* vb = bindMeshBuffers(device, mesh);
+  if (vb == nullptr) return;
   device->SetFVF(vb->fvf);
   device->SetVertexShader(nullptr);
   for (SubMesh* subMesh : mesh->submeshes) {
@@ -201,11 +219,8 @@ void DefaultProcessor::DrawSubMesh(SubMesh* subMesh, Group* node) {
 
   Mesh* mesh = subMesh->mesh;
   if (mesh == nullptr) return;
-  VertexBuffer* vb = mesh->vertexBufferRef.as<VertexBuffer>();
-  IndexBuffer* ib = mesh->indexBufferRef.as<IndexBuffer>();
-  if (vb == nullptr || ib == nullptr || vb->deviceBuffer == nullptr || ib->deviceBuffer == nullptr) return;
-  device->SetStreamSource(0, vb->deviceBuffer, 0, vb->stride);
-  device->SetIndices(ib->deviceBuffer);
+  VertexBuffer* vb = bindMeshBuffers(device, mesh);
+  if (vb == nullptr) return;
   if (lastFVF != vb->fvf) {
     device->SetFVF(vb->fvf);
     device->SetVertexShader(nullptr);
@@ -289,12 +304,7 @@ void DefaultProcessor::DrawFullscreenQuad() {
   device->GetTransform(D3DTS_PROJECTION, &projection);
   device->GetTransform(D3DTS_VIEW, &view);
 
-  D3DXMATRIX ortho, identity;
-  D3DXMatrixOrthoLH(&ortho, 2.0f, 2.0f, 0.0f, 1.0f);
-  D3DXMatrixIdentity(&identity);
-  device->SetTransform(D3DTS_PROJECTION, &ortho);
-  device->SetTransform(D3DTS_WORLD, &identity);
-  device->SetTransform(D3DTS_VIEW, &identity);
+  SetFullscreenQuadTransforms(device);
   device->SetFVF(kQuadFVF);
   stateCache->SetRenderState(D3DRS_ZENABLE, FALSE);
   stateCache->SetRenderState(D3DRS_ZWRITEENABLE, FALSE);

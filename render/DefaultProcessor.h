@@ -64,6 +64,10 @@ extern const float FullscreenQuad[20];
 // One point at the origin, D3DFVF_XYZ, stride 12 bytes: a single sprite.
 extern const float SpriteOrigin[3];
 
+// The transforms that make FullscreenQuad cover the viewport: projection =
+// D3DXMatrixOrthoLH(2, 2, 0, 1), world and view identity. Nothing is saved.
+void SetFullscreenQuadTransforms(IDirect3DDevice9* device);
+
 // The draw orders (strict: true when a goes before b).
 // Meshes: opaque before transparent (the material's test with the node's
 // visibility), then without a normal map before with one, then by material id.

@@ -66,12 +66,7 @@ void GlowProcessor::Render() {
 
   // Every later draw is the quad over the whole target, unlit and without
   // depth. Nothing is saved: the camera is applied again at the end.
-  D3DXMATRIX ortho, identity;
-  D3DXMatrixOrthoLH(&ortho, 2.0f, 2.0f, 0.0f, 1.0f);
-  D3DXMatrixIdentity(&identity);
-  device->SetTransform(D3DTS_PROJECTION, &ortho);
-  device->SetTransform(D3DTS_WORLD, &identity);
-  device->SetTransform(D3DTS_VIEW, &identity);
+  SetFullscreenQuadTransforms(device);
   device->SetFVF(kQuadFVF);
   device->SetVertexShader(nullptr);
   device->SetPixelShader(nullptr);

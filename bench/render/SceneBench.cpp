@@ -18,6 +18,7 @@
 //                  device's own work); driver_share is the rest. Measured by
 //                  sampling the thread's stack every millisecond
 //                  (bench/tools/DriverSampler.h).
+#include "bench/support/GeneratedShow.h"
 #include "bench/tools/DriverSampler.h"
 #include "platform/gfx/gl/GlDirect3D.h"
 #include "render/DefaultProcessor.h"
@@ -43,55 +44,13 @@ namespace fs = std::filesystem;
 
 constexpr int kFramesPerScene = 90;  // 3 s of scene time each
 
-// The generated show in a temporary folder, removed at exit.
-class ShowFolder {
- public:
-  ShowFolder() {
-    std::string pattern = (fs::temp_directory_path() / "vx-scene-bench-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) {
-      m_error = "cannot create a temporary folder";
-      return;
-    }
-    m_path = pattern;
-    const std::string command = std::string("'") + VX_SHOWGEN_PATH + "' '" + m_path + "' >/dev/null";
-    if (std::system(command.c_str()) != 0) m_error = "vx_showgen failed: " + command;
-    std::error_code failed;
-    for (const auto& entry : fs::directory_iterator(m_path, failed))
-      if (entry.path().extension() == ".vxk") m_scenes.push_back(entry.path().filename().string());
-    if (m_error.empty() && m_scenes.empty()) m_error = "vx_showgen wrote no scene files";
-  }
-  ~ShowFolder() {
-    std::error_code ignored;
-    if (!m_path.empty()) fs::remove_all(m_path, ignored);
-  }
-  const std::string& path() const { return m_path; }
-  const std::string& error() const { return m_error; }
-  const std::vector<std::string>& scenes() const { return m_scenes; }
-
- private:
-  std::string m_path, m_error;
-  std::vector<std::string> m_scenes;
-};
-
 // The off-screen device with the timeline's shared resources.
 struct Graphics {
   Graphics() {
     setenv("SDL_VIDEODRIVER", "offscreen", 0);
     d3d = createGlDirect3D();
-    D3DPRESENT_PARAMETERS params{};
-    params.BackBufferWidth = 800;
-    params.BackBufferHeight = 600;
-    params.BackBufferFormat = D3DFMT_X8R8G8B8;
-    params.BackBufferCount = 1;
-    params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-    params.Windowed = TRUE;
-    params.EnableAutoDepthStencil = TRUE;
-    params.AutoDepthStencilFormat = D3DFMT_D24X8;
-    if (FAILED(d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, nullptr, D3DCREATE_HARDWARE_VERTEXPROCESSING,
-                                 &params, &device))) {
-      device = nullptr;
-      return;
-    }
+    device = benchshow::createShowDevice(d3d);
+    if (device == nullptr) return;
     CreateGlowTargets(device);
   }
   ~Graphics() {
@@ -111,21 +70,11 @@ void defaultProcessorOnly(SceneGraph& scene) {
   scene.defaultProcessor = drawing;
 }
 
-class WorkingDirectory {
- public:
-  explicit WorkingDirectory(const std::string& dir) : m_old(fs::current_path()) { fs::current_path(dir); }
-  ~WorkingDirectory() {
-    std::error_code ignored;
-    fs::current_path(m_old, ignored);
-  }
-
- private:
-  fs::path m_old;
-};
+using benchshow::WorkingDirectory;
 
 void BM_DrawExampleScenes(benchmark::State& state) {
   static std::string error;  // SkipWithError keeps the pointer
-  static const ShowFolder show;
+  static const benchshow::GeneratedShow show(VX_SHOWGEN_PATH);
   if (!show.error().empty()) {
     state.SkipWithError(show.error().c_str());
     return;
@@ -139,7 +88,7 @@ void BM_DrawExampleScenes(benchmark::State& state) {
   const SceneProcessorFactory previous = GetSceneProcessorFactory();
   SetSceneProcessorFactory(state.range(0) != 0 ? CreateSceneProcessors : defaultProcessorOnly);
   std::vector<std::unique_ptr<SceneGraph>> scenes;
-  for (const std::string& file : show.scenes()) {
+  for (const std::string& file : show.files(".vxk")) {
     auto scene = std::make_unique<SceneGraph>(gfx.device);
     auto* loader = new VXKSceneLoader(scene->AllocateId(), scene.get());  // owned by the scene
     loader->LoadScene(file.c_str());
@@ -178,12 +127,13 @@ void BM_DrawExampleScenes(benchmark::State& state) {
     seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     sampler.stop();
   }
+  const std::size_t scenesDrawn = scenes.size();
   scenes.clear();
   state.SetItemsProcessed(frames);
   state.counters["fps"] = seconds > 0 ? double(frames) / seconds : 0.0;
   state.counters["driver_share"] = sampler.driverShare();
   state.counters["outside_share"] = 1.0 - sampler.driverShare();
-  state.counters["scenes"] = double(show.scenes().size());
+  state.counters["scenes"] = double(scenesDrawn);
 }
 BENCHMARK(BM_DrawExampleScenes)->ArgName("glow")->Arg(0)->Arg(1)->Iterations(2)->UseRealTime()->Unit(
     benchmark::kMillisecond);

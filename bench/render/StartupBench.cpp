@@ -14,6 +14,7 @@
 // Set-up, once per process: vx_showgen writes the show's files into a
 // temporary folder and the scripts of examples/show are copied beside them
 // (loose files, no archive). Music plays through the offline output.
+#include "bench/support/GeneratedShow.h"
 #include "platform/gfx/gl/GlDirect3D.h"
 #include "platform/movie/AxHost.h"
 #include "platform/sound/FSound.h"
@@ -32,55 +33,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-class ShowFolder {
- public:
-  ShowFolder() {
-    std::string pattern = (fs::temp_directory_path() / "vx-startup-bench-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) {
-      m_error = "cannot create a temporary folder";
-      return;
-    }
-    m_path = pattern;
-    const std::string command = std::string("'") + VX_SHOWGEN_PATH + "' '" + m_path + "' >/dev/null";
-    if (std::system(command.c_str()) != 0) {
-      m_error = "vx_showgen failed: " + command;
-      return;
-    }
-    std::error_code failed;
-    for (const auto& entry : fs::directory_iterator(VX_EXAMPLE_SHOW_DIR, failed))
-      if (entry.is_regular_file())
-        fs::copy_file(entry.path(), fs::path(m_path) / entry.path().filename(), fs::copy_options::overwrite_existing,
-                      failed);
-    if (failed) m_error = "cannot copy the example scripts: " + failed.message();
-  }
-  ~ShowFolder() {
-    std::error_code ignored;
-    if (!m_path.empty()) fs::remove_all(m_path, ignored);
-  }
-  const std::string& path() const { return m_path; }
-  const std::string& error() const { return m_error; }
-
- private:
-  std::string m_path, m_error;
-};
-
-IDirect3DDevice9* createDevice(IDirect3D9* d3d) {
-  D3DPRESENT_PARAMETERS params{};
-  params.BackBufferWidth = 800;
-  params.BackBufferHeight = 600;
-  params.BackBufferFormat = D3DFMT_X8R8G8B8;
-  params.BackBufferCount = 1;
-  params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-  params.Windowed = TRUE;
-  params.EnableAutoDepthStencil = TRUE;
-  params.AutoDepthStencilFormat = D3DFMT_D24X8;
-  IDirect3DDevice9* device = nullptr;
-  if (FAILED(d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, nullptr, D3DCREATE_HARDWARE_VERTEXPROCESSING,
-                               &params, &device)))
-    return nullptr;
-  return device;
-}
 
 // Waits for the driver to finish the presented frame.
 void finish(IDirect3DDevice9* device) {
@@ -104,7 +56,7 @@ void presentFrame(IDirect3DDevice9* device, Scripter* scripter) {
 // Argument "show": 0 is the baseline (device and one empty frame), 1 the
 // example show up to its first frame.
 void BM_StartupToFirstFrame(benchmark::State& state) {
-  static const ShowFolder show;
+  static const benchshow::GeneratedShow show(VX_SHOWGEN_PATH, VX_EXAMPLE_SHOW_DIR);
   if (!show.error().empty()) {
     state.SkipWithError(show.error().c_str());
     return;
@@ -118,7 +70,7 @@ void BM_StartupToFirstFrame(benchmark::State& state) {
   // One start and stop of the whole sequence; false when no device.
   auto startOnce = [&](bool timed) {
     IDirect3D9* d3d = createGlDirect3D();
-    IDirect3DDevice9* device = createDevice(d3d);
+    IDirect3DDevice9* device = benchshow::createShowDevice(d3d);
     if (device == nullptr) {
       d3d->Release();
       return false;

@@ -33,6 +33,7 @@
 // fps is measured while the sampler runs; its own cost (one unwind and a
 // few address look-ups per sample) was about 1% of the process's CPU time
 // under perf.
+#include "bench/support/GeneratedShow.h"
 #include "bench/tools/DriverSampler.h"
 #include "tools/OfflineRenderer.h"
 
@@ -50,70 +51,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string shellQuote(const std::string& s) {
-  std::string out = "'";
-  for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return out + "'";
-}
+using benchshow::WorkingDirectory;
 
-// The generated show in a temporary folder, removed at exit.
-class ShowFolder {
- public:
-  ShowFolder() {
-    std::string pattern = (fs::temp_directory_path() / "vx-render-bench-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) {
-      m_error = "cannot create a temporary folder";
-      return;
-    }
-    m_path = pattern;
-    const std::string command = shellQuote(VX_SHOWGEN_PATH) + " " + shellQuote(m_path) + " >/dev/null";
-    if (std::system(command.c_str()) != 0) {
-      m_error = "vx_showgen failed: " + command;
-      return;
-    }
-    std::error_code failed;
-    for (const auto& entry : fs::directory_iterator(VX_EXAMPLE_SHOW_DIR, failed)) {
-      if (!entry.is_regular_file()) continue;
-      fs::copy_file(entry.path(), fs::path(m_path) / entry.path().filename(), fs::copy_options::overwrite_existing,
-                    failed);
-      if (failed) break;
-    }
-    if (failed) m_error = "cannot copy the example scripts: " + failed.message();
-    else if (!fs::exists(fs::path(m_path) / "demo.vxc")) m_error = "no demo.vxc in " VX_EXAMPLE_SHOW_DIR;
-  }
-  ~ShowFolder() {
-    std::error_code ignored;
-    if (!m_path.empty()) fs::remove_all(m_path, ignored);
-  }
-  const std::string& path() const { return m_path; }
-  const std::string& error() const { return m_error; }
-
- private:
-  std::string m_path;
-  std::string m_error;
-};
-
-const ShowFolder& showFolder() {
-  static const ShowFolder folder;
+const benchshow::GeneratedShow& showFolder() {
+  static const benchshow::GeneratedShow folder(VX_SHOWGEN_PATH, VX_EXAMPLE_SHOW_DIR);
   return folder;
 }
 
-// Runs in `dir` until destroyed.
-class WorkingDirectory {
- public:
-  explicit WorkingDirectory(const std::string& dir) : m_old(fs::current_path()) { fs::current_path(dir); }
-  ~WorkingDirectory() {
-    std::error_code ignored;
-    fs::current_path(m_old, ignored);
-  }
-
- private:
-  fs::path m_old;
-};
-
 void BM_RenderExampleShow(benchmark::State& state) {
   static std::string error;  // SkipWithError keeps the pointer
-  const ShowFolder& show = showFolder();
+  const benchshow::GeneratedShow& show = showFolder();
   if (!show.error().empty()) {
     error = show.error();
     state.SkipWithError(error.c_str());
@@ -183,7 +130,7 @@ BENCHMARK(BM_RenderExampleShow)
 //                    the goal
 void BM_ReplayToFrame30000(benchmark::State& state) {
   static std::string error;
-  const ShowFolder& show = showFolder();
+  const benchshow::GeneratedShow& show = showFolder();
   if (!show.error().empty()) {
     error = show.error();
     state.SkipWithError(error.c_str());

@@ -24,12 +24,7 @@ class DefaultProcessorTest : public SceneTest {
   }
   void TearDown() override {
     device->EndScene();
-    // The device holds what is bound until it is replaced.
-    device->SetStreamSource(0, nullptr, 0, 0);
-    device->SetIndices(nullptr);
-    for (DWORD stage = 0; stage < 8; ++stage) device->SetTexture(stage, nullptr);
-    device->SetVertexShader(nullptr);
-    device->SetPixelShader(nullptr);
+    rtest::releaseBindings(device);
     SceneTest::TearDown();
   }
   // Links everything, then draws one frame and returns the log position

@@ -42,11 +42,7 @@ class GlowProcessorTest : public SceneTest {
   }
   void TearDown() override {
     device->EndScene();
-    device->SetStreamSource(0, nullptr, 0, 0);
-    device->SetIndices(nullptr);
-    for (DWORD stage = 0; stage < 8; ++stage) device->SetTexture(stage, nullptr);
-    device->SetVertexShader(nullptr);
-    device->SetPixelShader(nullptr);
+    rtest::releaseBindings(device);
     ReleaseGlowTargets();
     if (g_otherDevice != nullptr) g_otherDevice->Release();
     g_otherDevice = nullptr;

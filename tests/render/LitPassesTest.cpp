@@ -71,13 +71,7 @@ class LitPassesTest : public SceneTest {
   }
   void TearDown() override {
     device->EndScene();
-    // The device holds what is bound until it is replaced.
-    device->SetStreamSource(0, nullptr, 0, 0);
-    device->SetIndices(nullptr);
-    for (DWORD stage = 0; stage < 8; ++stage) device->SetTexture(stage, nullptr);
-    device->SetVertexShader(nullptr);
-    device->SetPixelShader(nullptr);
-    device->SetVertexDeclaration(nullptr);
+    rtest::releaseBindings(device);
     ReleaseSharedShaders();
     SceneTest::TearDown();
     SetSceneProcessorFactory(previousFactory);

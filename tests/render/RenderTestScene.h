@@ -143,4 +143,17 @@ T* addSprite(SceneGraph& scene, const char* name, D3DXVECTOR3 position, Texture*
   return sprite;
 }
 
+// Lets go of everything the last draws bound (streams, indices, textures,
+// shaders, declaration): the device holds those references until they are
+// replaced, so a test counting live resources after freeing its scene lets
+// go of them first.
+inline void releaseBindings(IDirect3DDevice9* device) {
+  device->SetStreamSource(0, nullptr, 0, 0);
+  device->SetIndices(nullptr);
+  for (DWORD stage = 0; stage < 8; ++stage) device->SetTexture(stage, nullptr);
+  device->SetVertexShader(nullptr);
+  device->SetPixelShader(nullptr);
+  device->SetVertexDeclaration(nullptr);
+}
+
 }  // namespace rtest
