@@ -329,12 +329,21 @@ void describeNode(std::string& out, Group& node, int depth, std::set<const Group
 }
 
 // Process-exit and message-box hooks of one inspection: the player's fatal
-// paths become a C++ exception carrying the last message shown.
+// paths become a C++ exception carrying the last message shown. MessageBoxA's
+// echo is off meanwhile and a box is held until the next one or the end: one
+// the scene got past is printed then, the fatal one only as the command's
+// error, so that every message is one line on standard error.
 struct InspectFatal {
   unsigned code;
 };
 std::string g_lastBox;
+void printHeldBox() {
+  if (g_lastBox.empty()) return;
+  std::fprintf(stderr, "vxtool: %s\n", g_lastBox.c_str());
+  g_lastBox.clear();
+}
 int rememberBox(const char* text, const char* caption, UINT) {
+  printHeldBox();
   g_lastBox = std::string(caption ? caption : "") + ": " + (text ? text : "");
   return IDOK;
 }
@@ -407,6 +416,7 @@ bool inspectScene(const InspectOptions& options, std::string* out, std::string* 
   g_archive = archive.get();
   g_lastBox.clear();
   SetMessageBoxHook(rememberBox);
+  SetMessageBoxEcho(false);
   SetExitProcessHook(throwFatal);
 
   RecordingDevice* device = RecordingDevice::createOffscreen(800, 600);
@@ -421,11 +431,14 @@ bool inspectScene(const InspectOptions& options, std::string* out, std::string* 
       *out = options.json ? sceneJson(scene) : sceneTree(scene);
     } catch (const InspectFatal&) {
       *error = g_lastBox.empty() ? "the scene could not be loaded" : g_lastBox;
+      g_lastBox.clear();
       ok = false;
     }
   }
   device->Release();
+  printHeldBox();
   SetExitProcessHook(nullptr);
+  SetMessageBoxEcho(true);
   SetMessageBoxHook(nullptr);
   g_archive = previousArchive;
   return ok;

@@ -10,6 +10,7 @@
 
 namespace {
 MessageBoxHook g_messageBoxHook = nullptr;
+bool g_echo = true;
 
 Uint32 sdlFlags(UINT type) {
   switch (type & 0xF0) {
@@ -22,11 +23,15 @@ Uint32 sdlFlags(UINT type) {
 
 void SetMessageBoxHook(MessageBoxHook hook) { g_messageBoxHook = hook; }
 
+void SetMessageBoxEcho(bool echo) { g_echo = echo; }
+
 int MessageBoxA(HWND, const char* text, const char* caption, UINT type) {
   if (!text) text = "";
   if (!caption) caption = "Error";
-  std::fprintf(stderr, "%s: %s\n", caption, text);
-  std::fflush(stderr);
+  if (g_echo) {
+    std::fprintf(stderr, "%s: %s\n", caption, text);
+    std::fflush(stderr);
+  }
 
   if (g_messageBoxHook) return g_messageBoxHook(text, caption, type);
 

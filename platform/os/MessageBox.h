@@ -1,6 +1,6 @@
 #pragma once
 // Message boxes shaped like the Win32 call the system makes. The box is shown
-// with SDL where a display exists; its text always also goes to standard error
+// with SDL where a display exists; its text also goes to standard error
 // as "CAPTION: TEXT", so headless runs and tests read what the user would see.
 #include "platform/os/Types.h"
 
@@ -29,3 +29,7 @@ int MessageBoxA(HWND owner, const char* text, const char* caption, UINT type);
 // written. Pass null to restore the real box.
 using MessageBoxHook = int (*)(const char* text, const char* caption, UINT type);
 void SetMessageBoxHook(MessageBoxHook hook);
+// Whether a box's text goes to standard error (on until turned off). A tool
+// whose hook reports each box its own way turns it off while the hook is in,
+// so that one message is one line.
+void SetMessageBoxEcho(bool echo);
