@@ -11,9 +11,9 @@ if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
   exec build/vxplay
 fi
 echo "play.sh: no display (DISPLAY and WAYLAND_DISPLAY are unset): rendering the show off screen into out/" >&2
-rm -rf out/frames
 mkdir -p out
-build/tools/vxtool render --archive build/vxplay.cfl --frames out/frames --wav out/show.wav --video out/show.mp4
+# --force: each run replaces the last one's frames, sound and video.
+build/tools/vxtool render --archive build/vxplay.cfl --frames out/frames --wav out/show.wav --video out/show.mp4 --force
 echo "frames: $PWD/out/frames/ (PNG, 30 per second of show)"
 echo "sound:  $PWD/out/show.wav"
 if [ -f out/show.mp4 ]; then

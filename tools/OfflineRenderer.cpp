@@ -11,6 +11,7 @@
 #include "platform/sound/FSound.h"
 #include "platform/sound/SoundOffline.h"
 #include "script/Show.h"
+#include "script/ScriptItem.h"
 #include "tools/MediaWriters.h"
 #include "tools/RenderProgress.h"
 #include "tools/ToolIO.h"
@@ -23,9 +24,136 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <exception>
 #include <memory>
+#include <system_error>
 
 namespace {
+
+// The end of a show that failed, thrown from the player's exit (and from a
+// refused script line) so that the render returns one located message
+// instead of the process ending where it stands.
+struct ShowFatal {
+  std::string message;
+};
+
+// The show's message boxes while a render runs. MessageBoxA's own echo is off
+// and every box is held here until it is known whether the show goes on (it
+// is then printed as one "vxtool: " line) or ends (it becomes the render's
+// error, printed once by the command): one line per box either way, each
+// with the script line it came from once the script runs.
+struct HeldBoxes {
+  std::string pending;
+  const Scripter* scripter = nullptr;  // set while the script runs
+} g_boxes;
+
+// "FILE:LINE: COMMAND: " of the item executing, or nothing outside the run.
+std::string whereInScript() {
+  const Scripter* s = g_boxes.scripter;
+  if (!s || s->current >= s->items.size()) return {};
+  const ScriptItem& item = *s->items[s->current];
+  return item.sourceFile + ":" + std::to_string(item.sourceLine) + ": " + item.text + ": ";
+}
+
+void printHeldBox() {
+  if (g_boxes.pending.empty()) return;
+  std::fprintf(stderr, "vxtool: %s\n", g_boxes.pending.c_str());
+  std::fflush(stderr);
+  g_boxes.pending.clear();
+}
+
+int holdBox(const char* text, const char* caption, UINT) {
+  printHeldBox();
+  // "Error" adds nothing to a message; the captions of music and movies do.
+  const std::string cap = caption ? caption : "";
+  g_boxes.pending = whereInScript() + (cap.empty() || cap == "Error" ? "" : cap + ": ") + (text ? text : "");
+  return IDOK;
+}
+
+[[noreturn]] void throwShowFatal(UINT) {
+  std::string message = g_boxes.pending.empty() ? whereInScript() + "the show stopped" : g_boxes.pending;
+  g_boxes.pending.clear();
+  throw ShowFatal{message};
+}
+
+// Watches the parse: a missing first script is noted, and a line the player
+// would refuse ends the render with its place.
+class ScriptWatch final : public ScriptParseObserver {
+ public:
+  void scriptFile(const std::string& file, bool found, const std::string& includedFrom, int) override {
+    if (!found && includedFrom.empty()) missing = file;
+  }
+  void refusedLine(const std::string& file, int line, const std::string& text, const std::string& message) override {
+    throw ShowFatal{file + ":" + std::to_string(line) + ": " + text + ": " + message};
+  }
+  std::string missing;
+};
+
+// Parses the script; false with *error when there is none.
+bool startShow(Show& show, const std::string& archive, std::string* error) {
+  ScriptWatch watch;
+  show.scripter()->parseObserver = &watch;
+  show.Start("demo.vxc");
+  show.scripter()->parseObserver = nullptr;
+  if (watch.missing.empty()) return true;
+  std::error_code ec;
+  const std::string folder = std::filesystem::current_path(ec).string();
+  *error = "no script '" + watch.missing + "': not in " + (archive.empty() ? "" : "the archive '" + archive + "' nor in ") +
+           "the folder '" + folder + "'" + (archive.empty() ? " (and no --archive given)" : "");
+  return false;
+}
+
+// While one lives, boxes name the script line that showed them.
+struct ScriptRunning {
+  explicit ScriptRunning(const Show& show) { g_boxes.scripter = show.scripter(); }
+  ~ScriptRunning() { g_boxes.scripter = nullptr; }
+  ScriptRunning(const ScriptRunning&) = delete;
+  ScriptRunning& operator=(const ScriptRunning&) = delete;
+};
+
+bool isFrameName(const std::string& name) {
+  return name.size() > 9 && name.compare(0, 5, "frame") == 0 && name.compare(name.size() - 4, 4, ".png") == 0;
+}
+
+// The frame*.png entries directly in dir (none when dir does not exist).
+std::vector<std::filesystem::path> framesIn(const std::string& dir) {
+  std::vector<std::filesystem::path> found;
+  std::error_code ec;
+  for (std::filesystem::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec))
+    if (isFrameName(it->path().filename().string()) && !it->is_directory()) found.push_back(it->path());
+  return found;
+}
+
+bool exists(const std::string& path) {
+  struct stat st;
+  return ::lstat(path.c_str(), &st) == 0;
+}
+
+// Outputs the user already has are refused without force; checked before
+// anything is loaded or written.
+bool checkOutputs(const RenderOptions& options, std::string* error) {
+  for (const std::string* file : {&options.wavPath, &options.videoPath})
+    if (!file->empty() && exists(*file) && !options.force)
+      return *error = "'" + *file + "' exists (use --force to overwrite)", false;
+  if (options.framesDir.empty() || !exists(options.framesDir)) return true;
+  if (!std::filesystem::is_directory(options.framesDir))
+    return *error = "'" + options.framesDir + "' is not a folder", false;
+  const std::size_t frames = framesIn(options.framesDir).size();
+  if (frames > 0 && !options.force)
+    return *error = "'" + options.framesDir + "' already holds " + std::to_string(frames) +
+                    " frame*.png files (use --force to replace them)",
+           false;
+  return true;
+}
+
+// A scratch folder for a video's frames or sound, gone with the render.
+struct ScratchDir {
+  std::string path;
+  ~ScratchDir() {
+    std::error_code ec;
+    if (!path.empty()) std::filesystem::remove_all(path, ec);
+  }
+};
 
 constexpr unsigned kSampleRate = 44100;  // the offline mixer's rate
 
@@ -57,10 +185,12 @@ std::int64_t lastFrameTo(double ms, double fps) {
 
 // Replays the whole show without drawing or mixing: the number of frames a
 // full render writes (the frame in which the script ends is the last).
-bool countShowFrames(IDirect3DDevice9* device, double fps, std::int64_t* frames, std::string* error) {
+bool countShowFrames(IDirect3DDevice9* device, double fps, const std::string& archive, std::int64_t* frames,
+                     std::string* error) {
   device->AddRef();
   Show show(device, Show::Clock::Virtual);
-  show.Start("demo.vxc");
+  if (!startShow(show, archive, error)) return false;
+  const ScriptRunning running(show);
   for (std::int64_t k = 0;; ++k) {
     const double ms = frameMs(k, fps);
     if (ms > kLongestShowMs)
@@ -68,6 +198,7 @@ bool countShowFrames(IDirect3DDevice9* device, double fps, std::int64_t* frames,
              false;
     show.SetTime(ms);
     if (show.Frame(false)) return *frames = k + 1, true;
+    printHeldBox();
   }
 }
 
@@ -100,9 +231,7 @@ struct DeviceHolder {
   }
 };
 
-}  // namespace
-
-bool renderShow(const RenderOptions& options, RenderResult* result, std::string* error) {
+bool render(const RenderOptions& options, RenderResult* result, std::string* error) {
   *result = RenderResult{};
   if (!(options.fps > 0 && options.fps <= 1000)) return *error = "--fps must be between 0 and 1000", false;
   const double fps = options.fps;
@@ -127,38 +256,19 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   if (options.width < 16 || options.height < 16 || options.width > 8192 || options.height > 8192)
     return *error = "--size must be between 16x16 and 8192x8192", false;
 
+  if (!checkOutputs(options, error)) return false;
+  const bool wantVideo = !options.videoPath.empty() && haveFfmpeg();
+  if (!options.videoPath.empty() && !wantVideo) {
+    if (options.framesDir.empty() && options.wavPath.empty() && options.statsEveryMs <= 0)
+      return *error = "ffmpeg is not installed, and the video is the only output asked for", false;
+    std::fprintf(stderr, "vxtool: ffmpeg is not installed; no video is written (frames and sound still are)\n");
+  }
+
   // Frames for a video go to a scratch folder unless the user keeps them.
   std::string framesDir = options.framesDir;
-  std::string scratch;
-  const bool wantVideo = !options.videoPath.empty() && haveFfmpeg();
-  if (!options.videoPath.empty() && !wantVideo)
-    std::fprintf(stderr, "vxtool: ffmpeg is not installed; no video is written (frames and sound still are)\n");
-  if (wantVideo && (framesDir.empty() || options.wavPath.empty())) {
-    char pattern[] = "/tmp/vxtool-render-XXXXXX";
-    if (!::mkdtemp(pattern)) return *error = "cannot create a scratch folder", false;
-    scratch = pattern;
-    if (framesDir.empty()) framesDir = scratch;
-  }
-  if (!framesDir.empty() && !makeDirectories(framesDir, error)) return false;
+  ScratchDir scratch;
 
   setenv("SDL_VIDEODRIVER", "offscreen", 0);
-  // The show's messages still go to standard error; nobody is there to press OK.
-  SetMessageBoxHook([](const char*, const char*, UINT) { return IDOK; });
-  SetExitProcessHook([](UINT) {
-    std::fprintf(stderr, "\nvxtool: the show stopped with an error; rendering ended\n");
-    std::fflush(stderr);
-    std::_Exit(1);
-  });
-
-  // Whatever way this returns, the process is left as it was found: no
-  // archive pointer to a closed archive, no exit hook, the mix collected.
-  struct Restore {
-    ~Restore() {
-      soundOfflineSetCollect(true);
-      g_archive = nullptr;
-      SetExitProcessHook(nullptr);
-    }
-  } restore;
   auto archive = std::make_unique<CFLArchive>();
   if (!options.archive.empty() && !archive->Open(options.archive.c_str()))
     return *error = "cannot open archive '" + options.archive + "'", false;
@@ -194,7 +304,7 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
       total = *last + 1;
     } else {
       soundOfflineSetCollect(false);
-      if (!countShowFrames(gfx.device, fps, &total, error)) return false;
+      if (!countShowFrames(gfx.device, fps, options.archive, &total, error)) return false;
     }
     if (total < options.chunkCount)
       return *error = "the show has " + std::to_string(total) + " frames, fewer than " +
@@ -228,10 +338,33 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   if (options.progress)
     progress.emplace(stderr, RenderProgress::styleFor(stderr), frameMs(first, fps),
                      last ? std::optional<double>(frameMs(*last, fps)) : std::nullopt);
+  // A show that fails ends the bar's line before its error is printed.
+  struct EndOnFailure {
+    std::optional<RenderProgress>& progress;
+    ~EndOnFailure() {
+      if (progress && std::uncaught_exceptions() > 0) progress->end();
+    }
+  } endOnFailure{progress};
   {
     gfx.device->AddRef();  // the show's own reference
     Show show(gfx.device, Show::Clock::Virtual);
-    show.Start("demo.vxc");
+    if (!startShow(show, options.archive, error)) return false;
+    // The script has loaded: now the outputs are made, the user's stale
+    // frames (only those) removed first.
+    if (options.force && !options.framesDir.empty())
+      for (const auto& stale : framesIn(options.framesDir)) {
+        std::error_code ec;
+        if (!std::filesystem::remove(stale, ec) && ec)
+          return *error = "cannot remove '" + stale.string() + "': " + ec.message(), false;
+      }
+    if (wantVideo && (framesDir.empty() || options.wavPath.empty())) {
+      char pattern[] = "/tmp/vxtool-render-XXXXXX";
+      if (!::mkdtemp(pattern)) return *error = "cannot create a scratch folder", false;
+      scratch.path = pattern;
+      if (framesDir.empty()) framesDir = scratch.path;
+    }
+    if (!framesDir.empty() && !makeDirectories(framesDir, error)) return false;
+    const ScriptRunning running(show);
     std::vector<D3DCOLOR> pixels;
     for (std::int64_t k = 0; !last || k <= *last; ++k) {
       const double ms = frameMs(k, fps);
@@ -242,6 +375,7 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
       show.SetTime(ms);
       soundOfflineSetCollect(keepSound && keep);
       const bool ended = show.Frame(draw);
+      printHeldBox();
 
       if (keep && !framesDir.empty()) {
         IDirect3DSurface9* backBuffer = nullptr;
@@ -284,7 +418,7 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
   if (progress) progress->end();
 
   std::string wavPath = options.wavPath;
-  if (wavPath.empty() && wantVideo) wavPath = scratch + "/sound.wav";
+  if (wavPath.empty() && wantVideo) wavPath = scratch.path + "/sound.wav";
   if (!wavPath.empty() && !writeWav16(wavPath, sound, kSampleRate, error)) return false;
 
   if (wantVideo) {
@@ -297,6 +431,34 @@ bool renderShow(const RenderOptions& options, RenderResult* result, std::string*
                                 shellQuote(options.videoPath);
     if (std::system(command.c_str()) != 0) return *error = "ffmpeg failed to write '" + options.videoPath + "'", false;
   }
-  if (!scratch.empty()) std::filesystem::remove_all(scratch);
   return true;
+}
+
+}  // namespace
+
+bool renderShow(const RenderOptions& options, RenderResult* result, std::string* error) {
+  SetMessageBoxHook(holdBox);
+  SetMessageBoxEcho(false);
+  SetExitProcessHook(throwShowFatal);
+  g_boxes = HeldBoxes{};
+  // Whatever way this returns, the process is left as it was found: no
+  // archive pointer to a closed archive, no hooks, the boxes echoed again,
+  // the mix collected.
+  struct Restore {
+    ~Restore() {
+      printHeldBox();
+      g_boxes = HeldBoxes{};
+      soundOfflineSetCollect(true);
+      g_archive = nullptr;
+      SetExitProcessHook(nullptr);
+      SetMessageBoxEcho(true);
+      SetMessageBoxHook(nullptr);
+    }
+  } restore;
+  try {
+    return render(options, result, error);
+  } catch (const ShowFatal& fatal) {
+    *error = fatal.message;
+    return false;
+  }
 }

@@ -43,6 +43,9 @@ struct RenderOptions {
   // Texture stages the OpenGL device offers, 1..8: fewer draws the show as
   // an older device would (GlDeviceOptions::maxSimultaneousTextures).
   unsigned maxTextures = 8;
+  // Replace an existing WAV or MP4, and the frame*.png files already in the
+  // frames folder (those only); without it such outputs are refused.
+  bool force = false;
 };
 
 struct RenderResult {
@@ -59,7 +62,9 @@ struct RenderResult {
 // two leave room for a state set two frames back.
 constexpr int kWarmUpFrames = 2;
 
-// Returns false with *error on a set-up failure. A show that fails (a
-// missing file, a bad command) reports on standard error and ends the
-// process with exit code 1.
+// Returns false with *error on a set-up failure, on an output that exists
+// (without force), on a missing script, and on a show that fails (a missing
+// file, a bad command): then *error is "FILE:LINE: COMMAND: MESSAGE", the
+// script line that failed and the player's message. Nothing is created
+// before the script has loaded.
 bool renderShow(const RenderOptions& options, RenderResult* result, std::string* error);

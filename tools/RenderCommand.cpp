@@ -15,13 +15,17 @@ const char* kRenderHelp =
     "usage: vxtool render [--archive FILE] [--fps N] [--size WxH]\n"
     "                     [--from MS | --frames-from K] [--to MS | --frames-to L] [--chunk K/N]\n"
     "                     [--frames DIR] [--video FILE.mp4] [--wav FILE.wav] [--stats MS]\n"
-    "                     [--max-textures N] [--quiet]\n"
+    "                     [--max-textures N] [--quiet] [--force]\n"
     "Plays a show off screen on a virtual clock (frame k at k * 1000 / N ms) and\n"
     "writes PNG frames to DIR (frame k as frameK.png, 6 digits), the music to\n"
     "FILE.wav and, where ffmpeg is installed, an MP4 of both. The show comes from\n"
     "the archive FILE, or from loose files in the current directory (starting with\n"
     "demo.vxc). The run ends with the script, or at the range's end.\n"
     "Defaults: 30 fps, 800x600, from 0.\n"
+    "An existing WAV or MP4, and a frames folder that already holds frame*.png\n"
+    "files, are refused unless --force, which removes those frame files (and no\n"
+    "others) before the first new frame. Nothing is written until the script has\n"
+    "loaded; a show that fails says where: FILE:LINE: COMMAND: MESSAGE.\n"
     "A range (inclusive; --from/--to by show time, --frames-from/--frames-to by\n"
     "frame number) gives exactly the frames and samples that a whole render gives\n"
     "for it: the show is replayed from 0 without drawing up to its start.\n"
@@ -51,7 +55,7 @@ int renderCommand(const Args& args) {
   if (wantsHelp(args)) return help(kRenderHelp);
   Parsed p = parseArgs(args, {"--archive", "--fps", "--size", "--from", "--to", "--frames-from", "--frames-to", "--chunk",
                               "--frames", "--video", "--wav", "--stats", "--max-textures"},
-                       {"--quiet"});
+                       {"--quiet", "--force"});
   if (!p.error.empty()) return fail(p.error);
   if (!p.positional.empty()) return fail("render takes no positional arguments (see vxtool render --help)");
 
@@ -106,6 +110,7 @@ int renderCommand(const Args& args) {
     options.maxTextures = unsigned(n);
   }
   options.progress = !p.has("--quiet");
+  options.force = p.has("--force");
   if (options.framesDir.empty() && options.videoPath.empty() && options.wavPath.empty() && options.statsEveryMs <= 0)
     return fail("render needs at least one of --frames, --video, --wav, --stats");
 

@@ -140,8 +140,9 @@ class RenderMusicTest : public ::testing::Test {
     dir.write("demo.vxc", bytesOf(kShow));
   }
 
+  // Each call renders over the last one's WAV.
   Wav render(const std::string& options) {
-    const ToolRun run = vxtool(dir, "render " + options + " --wav s.wav --quiet");
+    const ToolRun run = vxtool(dir, "render " + options + " --wav s.wav --quiet --force");
     EXPECT_EQ(run.code, 0) << run.err;
     Wav wav = readWav(dir.file("s.wav"));
     EXPECT_TRUE(wav.ok) << wav.problem;

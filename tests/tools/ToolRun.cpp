@@ -7,9 +7,11 @@
 #include <fstream>
 #include <sstream>
 
-ToolRun vxtool(const TempDir& dir, const std::string& args) {
+ToolRun vxtool(const TempDir& dir, const std::string& args) { return vxtoolWithEnv(dir, "", args); }
+
+ToolRun vxtoolWithEnv(const TempDir& dir, const std::string& env, const std::string& args) {
   const std::string errFile = dir.file(".stderr");
-  const std::string command = "cd '" + dir.path() + "' && '" VXTOOL_PATH "' " + args + " 2>'" + errFile + "'";
+  const std::string command = "cd '" + dir.path() + "' && " + env + " '" VXTOOL_PATH "' " + args + " 2>'" + errFile + "'";
   ToolRun run{};
   std::FILE* pipe = ::popen(command.c_str(), "r");
   std::array<char, 4096> buffer;

@@ -11,4 +11,6 @@ struct ToolRun {
 };
 
 ToolRun vxtool(const TempDir& dir, const std::string& args);
+// The same with environment assignments ("NAME=value ...") for the tool alone.
+ToolRun vxtoolWithEnv(const TempDir& dir, const std::string& env, const std::string& args);
 std::string readText(const std::string& path);
