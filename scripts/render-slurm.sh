@@ -59,9 +59,11 @@ archive=$(realpath -- "$show")
 mkdir -p "$out/chunks" "$out/logs"
 out=$(realpath -- "$out")
 
-# Each task renders the chunk of its array index into OUT/chunks/K.
+# Each task renders the chunk of its array index into OUT/chunks/K. A task
+# that Slurm requeues (its node failed) finds its own partial chunk there:
+# --force lets it replace those frames and that WAV.
 chunk_job="cd $(printf '%q' "$out") && exec $(printf '%q ' "$vxtool" render --archive "$archive" --fps "$fps" \
-  --size "$size" --quiet "${extra[@]}")"
+  --size "$size" --quiet --force "${extra[@]}")"
 chunk_job+='--chunk "$SLURM_ARRAY_TASK_ID/'"$chunks"'" --frames "chunks/$SLURM_ARRAY_TASK_ID"'
 chunk_job+=' --wav "chunks/$SLURM_ARRAY_TASK_ID/sound.wav"'
 array=$(sbatch --parsable "${sbatch_options[@]}" --job-name vx-render --array "1-$chunks" \
