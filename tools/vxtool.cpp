@@ -1,5 +1,6 @@
 // vxtool: the authoring and inspection tool for shows and their archives.
 #include "tools/ArchiveCommands.h"
+#include "tools/ScriptHelp.h"
 
 #include <cstdio>
 #include <cstring>
@@ -27,7 +28,7 @@ const Command kCommands[] = {
 };
 
 int usage(std::FILE* out) {
-  std::fputs("usage: vxtool COMMAND [ARGS...]   (vxtool COMMAND --help for more)\n\ncommands:\n", out);
+  std::fputs("usage: vxtool COMMAND [ARGS...]   (vxtool COMMAND --help for more; vxtool help script: the script's commands)\n\ncommands:\n", out);
   for (const Command& c : kCommands) std::fprintf(out, "  %-8s %s\n", c.name, c.summary);
   return out == stdout ? 0 : 1;
 }
@@ -36,6 +37,7 @@ int usage(std::FILE* out) {
 
 int main(int argc, char** argv) {
   if (argc < 2) return usage(stderr);
+  if (!std::strcmp(argv[1], "help") && argc == 3 && !std::strcmp(argv[2], "script")) return printScriptHelp(stdout);
   if (!std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help"))
     return usage(stdout);
   const Args args(argv + 2, argv + argc);

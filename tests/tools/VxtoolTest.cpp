@@ -2,12 +2,14 @@
 #include "ArchiveTestUtil.h"
 #include "ToolRun.h"
 #include "archive/CFLArchive.h"
+#include "script/Scripter.h"
 #include "tools/FilterSpec.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -100,4 +102,25 @@ TEST_F(VxtoolTest, FailuresPrintOneLineAndExitOne) {
   ToolRun help = vxtool(dir, "pack --help");
   EXPECT_EQ(help.code, 0);
   EXPECT_NE(help.out.find("usage: vxtool pack"), std::string::npos);
+}
+
+// `vxtool help script` must keep up with the parser: every keyword it knows
+// has its own line, and nothing else is listed as a command.
+TEST_F(VxtoolTest, ScriptHelpListsExactlyTheParsersCommands) {
+  ToolRun run = vxtool(dir, "help script");
+  ASSERT_EQ(run.code, 0) << run.err;
+  std::vector<std::string> listed;
+  std::istringstream lines(run.out);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("  ", 0) != 0) continue;
+    std::istringstream words(line);
+    std::string keyword;
+    words >> keyword;
+    listed.push_back(keyword);
+  }
+  std::vector<std::string> keywords = ScriptKeywords();
+  std::sort(keywords.begin(), keywords.end());
+  std::sort(listed.begin(), listed.end());
+  EXPECT_EQ(listed, keywords);
+  EXPECT_NE(vxtool(dir, "--help").out.find("vxtool help script"), std::string::npos);
 }
