@@ -97,27 +97,6 @@ UINT attributeBytes(const GlVertexAttribute& a) {
   }
 }
 
-// Smallest and largest index of a run of 16- or 32-bit indices.
-void indexRange(const std::uint8_t* data, UINT indexSize, UINT first, UINT count, UINT* low, UINT* high) {
-  UINT lo = 0xFFFFFFFFu, hi = 0;
-  for (UINT i = first; i < first + count; ++i) {
-    UINT index;
-    if (indexSize == 4) {
-      std::uint32_t v;
-      std::memcpy(&v, data + size_t(i) * 4, 4);
-      index = v;
-    } else {
-      std::uint16_t v;
-      std::memcpy(&v, data + size_t(i) * 2, 2);
-      index = v;
-    }
-    lo = std::min(lo, index);
-    hi = std::max(hi, index);
-  }
-  *low = lo;
-  *high = hi;
-}
-
 bool validPrimitive(D3DPRIMITIVETYPE type) { return type >= D3DPT_POINTLIST && type <= D3DPT_TRIANGLEFAN; }
 
 template <class T>
@@ -419,7 +398,7 @@ HRESULT GlDevice::DrawIndexedPrimitiveUP(D3DPRIMITIVETYPE type, UINT minVertex, 
   const UINT indexSize = indexFormat == D3DFMT_INDEX32 ? 4 : 2;
   if (count > 0) {
     UINT low = 0, high = 0;
-    indexRange(static_cast<const std::uint8_t*>(indices), indexSize, 0, count, &low, &high);
+    scanIndexRange(static_cast<const std::uint8_t*>(indices), indexSize, 0, count, &low, &high);
     if (high >= std::uint64_t(minVertex) + numVertices) return D3DERR_INVALIDCALL;  // would read past the vertices
     glBindBuffer(GL_ARRAY_BUFFER, m_upVertexBuffer);
     glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(size_t(minVertex + numVertices) * stride), vertices, GL_STREAM_DRAW);

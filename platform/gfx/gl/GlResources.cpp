@@ -439,16 +439,8 @@ HRESULT GlBufferStorage::unlock() {
   return D3D_OK;
 }
 
-void GlBufferStorage::indexRange(UINT indexSize, UINT first, UINT count, UINT* low, UINT* high) {
-  // While locked the caller may be writing: scan, remember nothing.
-  IndexRun* run = m_lockCount == 0 ? &m_runs[(first * 0x9E3779B1u ^ count) >> 29] : nullptr;
-  if (run && run->count == count && run->first == first && run->indexSize == indexSize) {
-    *low = run->low;
-    *high = run->high;
-    return;
-  }
+void scanIndexRange(const std::uint8_t* data, UINT indexSize, UINT first, UINT count, UINT* low, UINT* high) {
   UINT lo = 0xFFFFFFFFu, hi = 0;
-  const std::uint8_t* data = m_memory.data();
   for (UINT i = first; i < first + count; ++i) {
     UINT index;
     if (indexSize == 4) {
@@ -463,6 +455,20 @@ void GlBufferStorage::indexRange(UINT indexSize, UINT first, UINT count, UINT* l
     lo = std::min(lo, index);
     hi = std::max(hi, index);
   }
+  *low = lo;
+  *high = hi;
+}
+
+void GlBufferStorage::indexRange(UINT indexSize, UINT first, UINT count, UINT* low, UINT* high) {
+  // While locked the caller may be writing: scan, remember nothing.
+  IndexRun* run = m_lockCount == 0 ? &m_runs[(first * 0x9E3779B1u ^ count) >> 29] : nullptr;
+  if (run && run->count == count && run->first == first && run->indexSize == indexSize) {
+    *low = run->low;
+    *high = run->high;
+    return;
+  }
+  UINT lo = 0, hi = 0;
+  scanIndexRange(m_memory.data(), indexSize, first, count, &lo, &hi);
   *low = lo;
   *high = hi;
   if (run) *run = {indexSize, first, count, lo, hi};

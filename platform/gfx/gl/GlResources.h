@@ -215,6 +215,10 @@ class GlSurface final : public IDirect3DSurface9, public GlResource {
 };
 
 // Vertex or index data: an OpenGL buffer and its system-memory copy.
+// Smallest and largest of the `count` indices of indexSize bytes (2 or 4)
+// from index `first` of `data`; the caller has checked they lie within it.
+void scanIndexRange(const std::uint8_t* data, UINT indexSize, UINT first, UINT count, UINT* low, UINT* high);
+
 class GlBufferStorage {
  public:
   GlBufferStorage(GLenum target, UINT size, DWORD usage);
