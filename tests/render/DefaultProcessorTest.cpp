@@ -30,10 +30,7 @@ class DefaultProcessorTest : public SceneTest {
   // Links everything, then draws one frame and returns the log position
   // where the frame began.
   std::size_t frame() {
-    if (!scene->prepared) {
-      scene->loaded = true;
-      scene->Prepare();
-    }
+    rtest::prepareOnce(*scene);
     const std::size_t mark = log().mark();
     scene->Render();
     return mark;

@@ -226,10 +226,7 @@ class GlowProcessorGlTest : public gltest::GlDeviceTest {
   GlowProcessor* glow() { return dynamic_cast<GlowProcessor*>(scene->processors.back()); }
 
   std::vector<D3DCOLOR> draw() {
-    if (!scene->prepared) {
-      scene->loaded = true;
-      scene->Prepare();
-    }
+    rtest::prepareOnce(*scene);
     m_device->Clear(0, nullptr, D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER, 0xFF000000, 1.0f, 0);
     scene->Render();
     return frame();

@@ -51,10 +51,7 @@ class GlowProcessorTest : public SceneTest {
     SceneTest::TearDown();
   }
   std::size_t frame() {
-    if (!scene->prepared) {
-      scene->loaded = true;
-      scene->Prepare();
-    }
+    rtest::prepareOnce(*scene);
     const std::size_t mark = log().mark();
     scene->Render();
     return mark;

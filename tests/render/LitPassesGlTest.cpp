@@ -98,10 +98,7 @@ class LitPassesGlTest : public gltest::GlDeviceTest {
   }
 
   std::vector<D3DCOLOR> draw(D3DCOLOR background = 0xFF000000) {
-    if (!scene->prepared) {
-      scene->loaded = true;
-      scene->Prepare();
-    }
+    rtest::prepareOnce(*scene);
     m_device->Clear(0, nullptr, D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER, background, 1.0f, 0);
     scene->Render();
     return frame();

@@ -78,10 +78,7 @@ class LitPassesTest : public SceneTest {
   }
 
   std::size_t frame() {
-    if (!scene->prepared) {
-      scene->loaded = true;
-      scene->Prepare();
-    }
+    rtest::prepareOnce(*scene);
     const std::size_t mark = log().mark();
     scene->Render();
     return mark;

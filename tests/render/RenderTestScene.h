@@ -143,6 +143,14 @@ T* addSprite(SceneGraph& scene, const char* name, D3DXVECTOR3 position, Texture*
   return sprite;
 }
 
+// Marks the scene loaded, as a loader would, and prepares it (links its
+// objects, computes its transforms, creates its processors) the first time.
+inline void prepareOnce(SceneGraph& scene) {
+  if (scene.prepared) return;
+  scene.loaded = true;
+  scene.Prepare();
+}
+
 // Lets go of everything the last draws bound (streams, indices, textures,
 // shaders, declaration): the device holds those references until they are
 // replaced, so a test counting live resources after freeing its scene lets
