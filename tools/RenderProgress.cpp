@@ -75,7 +75,8 @@ void RenderProgress::frame(int done, double showMs) {
     return;
   }
   if (knownLength()) {
-    // A small epsilon: the last frame lands exactly on TO, part 1.0.
+    // A small epsilon: the last frame lands exactly on TO, where the share
+    // done is 1.0 and must count as the tenth tenth.
     const int tenths = int(std::floor(part(showMs) * 10 + 1e-9));
     if (tenths > m_tenthsWritten) {
       m_tenthsWritten = tenths;
