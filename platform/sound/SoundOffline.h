@@ -51,3 +51,22 @@ void soundOfflineSetCollect(bool collect);
 // The version FSOUND_GetVersion reports (for tests of version checks); a
 // value <= 0 restores the real one.
 void soundSetReportedVersion(float version);
+
+// A device output held still, for tools that pause a show and seek in it.
+// While held, the device plays silence and no stream moves, so music stands
+// where it was; released, mixing goes on from there. soundHeldAdvanceMs moves
+// every playing, unpaused stream on by the sample frames that a clock of its
+// own passes over (the offline output's rounding, the clock starting at
+// FSOUND_Init), as mixing would consume them but without decoding where the
+// stream can seek: after the same steps, each stream stands on the sample an
+// offline render left it on. A stream that reaches its end frees its channel,
+// as in the mixer. Returns the frames advanced; 0 when not held, on no
+// device output, or for a negative or non-finite step.
+void soundSetHeld(bool held);
+bool soundHeld();
+std::int64_t soundHeldAdvanceMs(double ms);
+
+// The sample frame the mixer takes next from an open stream; -1 for a stream
+// that is not open.
+struct FSOUND_STREAM;
+std::int64_t soundStreamPositionFrames(FSOUND_STREAM* stream);

@@ -44,6 +44,40 @@ int FSOUND_STREAM::read(float* out, int frames) {
   return delivered;
 }
 
+int FSOUND_STREAM::skip(int frames) {
+  if (frames <= 0) return 0;
+  std::int64_t length, position;
+  bool failed;
+  {
+    std::lock_guard<std::mutex> hold(m_lock);
+    length = m_decoder->length();
+    position = m_position;
+    failed = m_decoder->failed();
+  }
+  if (length < 0 || failed) {
+    // Unknown length: read and drop, in pieces.
+    std::vector<float> scratch(static_cast<std::size_t>(std::min(frames, 4096)) * 2);
+    int done = 0;
+    while (done < frames) {
+      const int want = std::min(frames - done, 4096);
+      const int got = read(scratch.data(), want);
+      done += got;
+      if (got < want) break;
+    }
+    return done;
+  }
+  if (mode & FSOUND_LOOP_NORMAL) {
+    // read() wraps to the start; a stream of no frames yields nothing.
+    if (length == 0) return 0;
+    setPosition((position + frames) % length);
+    return frames;
+  }
+  const std::int64_t left = std::max<std::int64_t>(length - position, 0);
+  const int taken = static_cast<int>(std::min<std::int64_t>(frames, left));
+  setPosition(position + taken);
+  return taken;
+}
+
 void FSOUND_STREAM::fill() {
   for (;;) {
     std::lock_guard<std::mutex> hold(m_lock);

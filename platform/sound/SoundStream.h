@@ -20,6 +20,10 @@ struct FSOUND_STREAM {
   // straight from the decoder. A looping stream wraps to its start; any
   // other returns fewer frames at its end.
   int read(float* out, int frames);
+  // Moves on by up to `frames` frames as read() would, without handing them
+  // out: the same count comes back and the stream ends up where read() would
+  // leave it. A stream of known length seeks instead of decoding.
+  int skip(int frames);
   // Decodes into the buffer until it is full or the stream ends.
   void fill();
   // Moves to a frame (clamped to the stream) and empties the buffer.

@@ -62,7 +62,11 @@ struct SoundState {
   std::condition_variable streamerWake;
   bool streamerStop = false;
 
-  // Offline output.
+  // A held device output plays silence and moves no stream (tools that
+  // pause and seek); guarded by mixLock.
+  bool held = false;
+
+  // Offline output, and the clock of a held device output's advances.
   std::int64_t clockFrames = 0;
   double clockMs = 0.0;
   bool collect = true;
@@ -108,6 +112,10 @@ void mixLocked(float* out, int frames) {
 
 void audioCallback(void*, Uint8* stream, int len) {
   std::lock_guard<std::mutex> hold(g.mixLock);
+  if (g.held) {
+    std::fill(stream, stream + len, Uint8(0));  // 0.0f in every sample
+    return;
+  }
   mixLocked(reinterpret_cast<float*>(stream), len / static_cast<int>(2 * sizeof(float)));
 }
 
@@ -486,3 +494,44 @@ void soundOfflineTakeS16(std::vector<std::int16_t>* out) {
 void soundOfflineSetCollect(bool collect) { g.collect = collect; }
 
 void soundSetReportedVersion(float version) { g.reportedVersion = version; }
+
+void soundSetHeld(bool held) {
+  std::lock_guard<std::mutex> hold(g.mixLock);
+  g.held = held;
+}
+
+bool soundHeld() {
+  std::lock_guard<std::mutex> hold(g.mixLock);
+  return g.held;
+}
+
+std::int64_t soundHeldAdvanceMs(double ms) {
+  if (!g.initialised || !g.device || !std::isfinite(ms) || ms <= 0.0) return 0;
+  std::lock_guard<std::mutex> hold(g.mixLock);
+  if (!g.held) return 0;
+  // The offline output's rounding, so that the streams stand where an
+  // offline render that advanced by the same steps left them.
+  const double target = g.clockMs + ms;
+  const auto targetFrames = static_cast<std::int64_t>(std::llround(target * g.mixRate / 1000.0));
+  const std::int64_t frames = targetFrames - g.clockFrames;
+  for (Channel& channel : g.channels) {
+    if (!channel.stream || channel.paused) continue;
+    std::int64_t done = 0;
+    while (done < frames) {
+      const int want = static_cast<int>(std::min<std::int64_t>(frames - done, 1 << 30));
+      const int got = channel.stream->skip(want);
+      done += got;
+      if (got < want) break;
+    }
+    // As in the mixer: a stream that ends frees its channel.
+    if (done < frames) stopLocked(channel);
+  }
+  g.clockFrames = targetFrames;
+  g.clockMs = target;
+  return frames;
+}
+
+std::int64_t soundStreamPositionFrames(FSOUND_STREAM* stream) {
+  if (!g.initialised || !g.streams.count(stream)) return -1;
+  return stream->position();
+}

@@ -39,6 +39,7 @@ class SoundLayerTest : public ::testing::Test {
     ASSERT_EQ(s_stereoRef.channels, 2);
   }
   void TearDown() override {
+    soundSetHeld(false);
     FSOUND_Close();
     soundClearForcedOutput();
     FSOUND_SetOutput(FSOUND_OUTPUT_DSOUND);
@@ -374,4 +375,70 @@ TEST_F(SoundLayerTest, MissingDeviceFailsInitialisation) {
   EXPECT_FALSE(FSOUND_Init(kRate, 32, 0)) << "driver 50 does not exist";
   EXPECT_EQ(FSOUND_GetError(), FSOUND_ERR_INIT);
   ASSERT_TRUE(FSOUND_SetDriver(0));
+}
+
+// A held device output moves its streams only when told, by the frames an
+// offline render consumes in the same steps: the stream stands on the same
+// sample, and the end and the loop come where mixing would bring them.
+TEST_F(SoundLayerTest, HeldDeviceOutputAdvancesStreamsLikeAnOfflineRender) {
+  // Where offline mixing of 75 steps of 40 ms (3000 ms) and 7 of 1000/30 ms
+  // leaves a stream started at 500 ms: 132300 + 10290 frames on from 22050.
+  auto stepAll = [](std::int64_t (*advance)(double)) {
+    for (int i = 0; i < 75; ++i) advance(40.0);
+    for (int i = 0; i < 7; ++i) advance(1000.0 / 30.0);
+  };
+  initOffline();
+  FSOUND_STREAM* offline = FSOUND_Stream_Open(s_stereoPath.c_str(), FSOUND_NORMAL | FSOUND_MPEGACCURATE, 0, 0);
+  ASSERT_NE(offline, nullptr);
+  const std::int64_t length = FSOUND_Stream_GetLengthMs(offline) * std::int64_t(kRate) / 1000;
+  ASSERT_GE(length, kRate * 2 - 1);
+  FSOUND_Stream_SetTime(offline, 500);
+  ASSERT_GE(FSOUND_Stream_PlayEx(FSOUND_FREE, offline, nullptr, FALSE), 0);
+  soundOfflineSetCollect(false);
+  for (int i = 0; i < 10; ++i) soundOfflineAdvanceMs(40.0);  // 400 ms of 2 s left
+  const std::int64_t offlineAt = soundStreamPositionFrames(offline);
+  EXPECT_EQ(offlineAt, 22050 + 17640);
+  FSOUND_Close();
+
+  ASSERT_TRUE(FSOUND_SetOutput(FSOUND_OUTPUT_DSOUND));
+  ASSERT_TRUE(FSOUND_Init(kRate, 32, 0)) << FSOUND_GetError();
+  soundSetHeld(true);
+  EXPECT_TRUE(soundHeld());
+  FSOUND_STREAM* stream = FSOUND_Stream_Open(s_stereoPath.c_str(), FSOUND_NORMAL | FSOUND_MPEGACCURATE, 0, 0);
+  FSOUND_STREAM* looping =
+      FSOUND_Stream_Open(s_monoPath.c_str(), FSOUND_NORMAL | FSOUND_MPEGACCURATE | FSOUND_LOOP_NORMAL, 0, 0);
+  ASSERT_TRUE(stream && looping);
+  FSOUND_Stream_SetTime(stream, 500);
+  const int channel = FSOUND_Stream_PlayEx(FSOUND_FREE, stream, nullptr, FALSE);
+  const int loopChannel = FSOUND_Stream_PlayEx(FSOUND_FREE, looping, nullptr, FALSE);
+  ASSERT_GE(channel, 0);
+  // Held: the audio thread runs but takes nothing.
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  EXPECT_EQ(soundStreamPositionFrames(stream), 22050);
+  EXPECT_EQ(soundStreamPositionFrames(looping), 0);
+
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(soundHeldAdvanceMs(40.0), 1764);
+  EXPECT_EQ(soundStreamPositionFrames(stream), offlineAt);
+  EXPECT_TRUE(FSOUND_IsPlaying(channel));
+  // Past the end of a 2 s stream: its channel is freed, as the mixer frees
+  // it; the 3 s looping one wraps.
+  stepAll(soundHeldAdvanceMs);
+  EXPECT_FALSE(FSOUND_IsPlaying(channel));
+  const std::int64_t loopLength = FSOUND_Stream_GetLengthMs(looping) * std::int64_t(kRate) / 1000;
+  ASSERT_GT(loopLength, 0);
+  EXPECT_TRUE(FSOUND_IsPlaying(loopChannel));
+  EXPECT_NEAR(double(soundStreamPositionFrames(looping)), double((17640 + 132300 + 10290) % loopLength), 1.0);
+
+  // A paused channel does not move; released, the audio thread mixes again.
+  FSOUND_SetPaused(loopChannel, TRUE);
+  const std::int64_t pausedAt = soundStreamPositionFrames(looping);
+  soundHeldAdvanceMs(500.0);
+  EXPECT_EQ(soundStreamPositionFrames(looping), pausedAt);
+  FSOUND_SetPaused(loopChannel, FALSE);
+  soundSetHeld(false);
+  EXPECT_EQ(soundHeldAdvanceMs(40.0), 0) << "only a held output advances by hand";
+  for (int i = 0; i < 1000 && soundStreamPositionFrames(looping) == pausedAt; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_NE(soundStreamPositionFrames(looping), pausedAt);
+  EXPECT_EQ(soundStreamPositionFrames(nullptr), -1);
 }
