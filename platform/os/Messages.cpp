@@ -3,11 +3,20 @@
 #include <SDL.h>
 
 namespace {
+// The modifier keys as of the last key message taken from the queue.
+Uint16 g_keyMods = 0;
+
 WPARAM virtualKey(SDL_Keycode key) {
   if (key >= SDLK_a && key <= SDLK_z) return WPARAM('A' + (key - SDLK_a));
   if (key >= SDLK_0 && key <= SDLK_9) return WPARAM('0' + (key - SDLK_0));
   if (key >= SDLK_F1 && key <= SDLK_F12) return VK_F1 + WPARAM(key - SDLK_F1);
+  if (key >= SDLK_KP_1 && key <= SDLK_KP_9) return VK_NUMPAD0 + 1 + WPARAM(key - SDLK_KP_1);
   switch (key) {
+    case SDLK_KP_0: return VK_NUMPAD0;
+    case SDLK_HOME: return VK_HOME;
+    case SDLK_END: return VK_END;
+    case SDLK_PAGEUP: return VK_PRIOR;
+    case SDLK_PAGEDOWN: return VK_NEXT;
     case SDLK_ESCAPE: return VK_ESCAPE;
     case SDLK_RETURN: case SDLK_KP_ENTER: return VK_RETURN;
     case SDLK_SPACE: return VK_SPACE;
@@ -57,10 +66,24 @@ BOOL PeekMessageA(MSG* msg, HWND window, UINT, UINT, UINT removeFlags) {
     MSG translated;
     translated.hwnd = window;
     if (translate(event, &translated)) {
-      if (removeFlags & PM_REMOVE) SDL_PeepEvents(&event, 1, SDL_GETEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT);
+      if (removeFlags & PM_REMOVE) {
+        SDL_PeepEvents(&event, 1, SDL_GETEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT);
+        if (event.type == SDL_KEYDOWN) g_keyMods = event.key.keysym.mod;
+      }
       *msg = translated;
       return 1;
     }
     SDL_PeepEvents(&event, 1, SDL_GETEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT);  // not ours: drop it
   }
+}
+
+short GetKeyState(int virtualKey) {
+  Uint16 mask = 0;
+  switch (virtualKey) {
+    case VK_SHIFT: mask = KMOD_SHIFT; break;
+    case VK_CONTROL: mask = KMOD_CTRL; break;
+    case VK_MENU: mask = KMOD_ALT; break;
+    default: return 0;
+  }
+  return (g_keyMods & mask) ? short(0x8000) : short(0);
 }

@@ -43,10 +43,15 @@ constexpr WPARAM VK_CONTROL = 0x11;
 constexpr WPARAM VK_MENU = 0x12;
 constexpr WPARAM VK_ESCAPE = 0x1B;
 constexpr WPARAM VK_SPACE = 0x20;
+constexpr WPARAM VK_PRIOR = 0x21;  // Page Up
+constexpr WPARAM VK_NEXT = 0x22;   // Page Down
+constexpr WPARAM VK_END = 0x23;
+constexpr WPARAM VK_HOME = 0x24;
 constexpr WPARAM VK_LEFT = 0x25;
 constexpr WPARAM VK_UP = 0x26;
 constexpr WPARAM VK_RIGHT = 0x27;
 constexpr WPARAM VK_DOWN = 0x28;
+constexpr WPARAM VK_NUMPAD0 = 0x60;  // VK_NUMPAD0..VK_NUMPAD9 are consecutive
 constexpr WPARAM VK_F1 = 0x70;  // F1..F12 are consecutive
 constexpr WPARAM VK_OEM_CLEAR = 0xFE;
 
@@ -55,3 +60,9 @@ constexpr WPARAM VK_OEM_CLEAR = 0xFE;
 // message stays queued. Returns FALSE when the queue holds nothing to report
 // (or msg is null, or no video subsystem is running).
 BOOL PeekMessageA(MSG* msg, HWND window, UINT filterMin, UINT filterMax, UINT removeFlags);
+
+// Whether VK_SHIFT, VK_CONTROL or VK_MENU was held when the last key message
+// was taken from the queue (the high bit, 0x8000, set when down), as Win32
+// reports key states in step with the messages a program has read. Other
+// keys read 0.
+short GetKeyState(int virtualKey);

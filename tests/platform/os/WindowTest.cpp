@@ -144,3 +144,34 @@ TEST(PeekMessageA, WindowCloseRequestIsWmClose) {
 }
 
 }  // namespace
+
+// Keys a tool window uses beyond the player's, and the modifier state read
+// in step with the messages taken (not with the keyboard as it is now).
+TEST(PeekMessageA, NavigationKeysAndModifiersAsOfTheMessageTaken) {
+  auto window = openWindow();
+  ASSERT_TRUE(window);
+  drain();
+  pushKey(SDLK_HOME);
+  pushKey(SDLK_RIGHT, KMOD_LSHIFT);
+  pushKey(SDLK_LEFT, KMOD_RCTRL);
+  pushKey(SDLK_KP_7);
+  MSG msg;
+  ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
+  EXPECT_EQ(msg.wParam, VK_HOME);
+  EXPECT_EQ(GetKeyState(VK_SHIFT), 0);
+  ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
+  EXPECT_EQ(GetKeyState(VK_SHIFT), 0) << "a message only looked at does not change the state";
+  ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
+  EXPECT_EQ(msg.wParam, VK_RIGHT);
+  EXPECT_NE(GetKeyState(VK_SHIFT) & 0x8000, 0);
+  EXPECT_EQ(GetKeyState(VK_CONTROL), 0);
+  ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
+  EXPECT_EQ(msg.wParam, VK_LEFT);
+  EXPECT_EQ(GetKeyState(VK_SHIFT), 0);
+  EXPECT_NE(GetKeyState(VK_CONTROL) & 0x8000, 0);
+  EXPECT_EQ(GetKeyState(VK_MENU), 0);
+  ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
+  EXPECT_EQ(msg.wParam, VK_NUMPAD0 + 7);
+  EXPECT_EQ(GetKeyState(VK_CONTROL), 0);
+  EXPECT_EQ(GetKeyState('A'), 0) << "only the modifiers are tracked";
+}
