@@ -261,6 +261,16 @@ std::uint32_t CFLArchive::GetSize(const char* name) const {
 
 int CFLArchive::Contains(const char* name) const { return find(name) ? 1 : 0; }
 
+int CFLArchive::Remove(const char* name) {
+  const CFLEntry* entry = find(name);
+  if (!entry) return 0;
+  m_entries.erase(m_entries.begin() + (entry - m_entries.data()));
+  // Indices past the removed entry moved down by one: the index is rebuilt.
+  m_byHash.clear();
+  for (std::size_t i = 0; i < m_entries.size(); ++i) m_byHash.emplace(m_entries[i].hash, i);
+  return 1;
+}
+
 void CFLArchive::Close() {
   m_byHash.clear();
   m_entries.clear();

@@ -59,6 +59,11 @@ class CFLArchive {
   std::uint32_t GetSize(const char* name) const;  // 0 when absent
   int Contains(const char* name) const;           // 1 or 0
 
+  // Forgets the entry of that name, so that readers which ask the archive
+  // first find the loose file instead (a tool laying an author's folder over
+  // a packed show). 1 when there was one, else 0.
+  int Remove(const char* name);
+
   // Forgets every archive and entry.
   void Close();
 

@@ -38,10 +38,9 @@ Loose readLooseFile(const char* name, ResourceFile* out) {
   return result;
 }
 
-}  // namespace
+ResourceOpenObserver g_openObserver = nullptr;
 
-ResourceFile* ResOpen(const char* name) {
-  if (!name) return nullptr;
+ResourceFile* openResource(const char* name) {
   auto* file = new ResourceFile;
   switch (readLooseFile(name, file)) {
     case Loose::Loaded: return file;
@@ -60,6 +59,17 @@ ResourceFile* ResOpen(const char* name) {
   delete file;
   return nullptr;
 }
+
+}  // namespace
+
+ResourceFile* ResOpen(const char* name) {
+  if (!name) return nullptr;
+  ResourceFile* file = openResource(name);
+  if (g_openObserver) g_openObserver(name, file != nullptr);
+  return file;
+}
+
+void SetResourceOpenObserver(ResourceOpenObserver observer) { g_openObserver = observer; }
 
 int ResRead(void* dest, int elementSize, int count, ResourceFile* file) {
   if (!file || elementSize <= 0 || count <= 0) return 0;

@@ -24,3 +24,8 @@ int ResRead(void* dest, int elementSize, int count, ResourceFile* file);
 int ResSeek(ResourceFile* file, int offset, int origin);
 int ResTell(ResourceFile* file);   // -1 for a null file
 int ResClose(ResourceFile* file);  // 0; -1 for a null file
+
+// Told the name of every ResOpen, found or not (tools that watch the files a
+// show uses). Null, the default, tells no one.
+using ResourceOpenObserver = void (*)(const char* name, bool found);
+void SetResourceOpenObserver(ResourceOpenObserver observer);

@@ -43,11 +43,12 @@ void Show::SetTime(double ms) {
   SetPerformanceCounterOverride(std::int64_t(std::ceil(ms * double(frequency.QuadPart) / 1000.0)));
 }
 
-bool Show::Frame(bool draw) {
+bool Show::Frame(bool draw, const std::function<void()>& overDraw) {
   if (!draw) return m_scripter->Advance(GetDemoTime());
   m_device->Clear(0, nullptr, D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
   m_device->BeginScene();
   const bool ended = m_scripter->Update(GetDemoTime());
+  if (overDraw) overDraw();
   m_device->EndScene();
   m_device->Present(nullptr, nullptr, nullptr, nullptr);
   return ended;

@@ -13,6 +13,7 @@
 #include "platform/gfx/Device.h"
 #include "script/Scripter.h"
 
+#include <functional>
 #include <memory>
 
 class Show {
@@ -43,7 +44,9 @@ class Show {
 
   // One frame; with draw false, the script's step alone. True once the
   // script has ended (the frame is still presented, as the player does).
-  bool Frame(bool draw = true);
+  // A tool's own drawing (a preview's overlay) goes in overDraw, run after
+  // the show's frame and before EndScene; it is not run when draw is false.
+  bool Frame(bool draw = true, const std::function<void()>& overDraw = {});
 
   Scripter* scripter() const { return m_scripter.get(); }
   IDirect3DDevice9* device() const { return m_device; }

@@ -139,3 +139,39 @@ TEST_F(ResourceFileDeathTest, MissingFileShowsTheLoadersMessageAndExitsWithZero)
               "Error: Texture load failed: n{200,235}\n");
   SetMessageBoxHook(nullptr);
 }
+
+namespace {
+std::vector<std::pair<std::string, bool>> g_opened;
+void noteOpen(const char* name, bool found) { g_opened.emplace_back(name, found); }
+}  // namespace
+
+// A watching tool hears of every open, found or not; a removed entry leaves
+// the loose file, or nothing, and the other entries stay where they were.
+TEST_F(ResourceFileTest, OpensAreObservedAndRemovedEntriesAreGone) {
+  g_opened.clear();
+  SetResourceOpenObserver(noteOpen);
+  ResClose(ResOpen("both.txt"));
+  ResClose(ResOpen("nowhere.txt"));
+  ResClose(ResOpen("broken"));
+  SetResourceOpenObserver(nullptr);
+  ResClose(ResOpen("archived.txt"));
+  const std::vector<std::pair<std::string, bool>> expected = {{"both.txt", true}, {"nowhere.txt", false}, {"broken", false}};
+  EXPECT_EQ(g_opened, expected);
+
+  EXPECT_EQ(m_archive.Remove("both.txt"), 1);
+  EXPECT_EQ(m_archive.Remove("both.txt"), 0);
+  EXPECT_EQ(m_archive.Contains("both.txt"), 0);
+  EXPECT_EQ(m_archive.Contains("archived.txt"), 1);
+  EXPECT_EQ(m_archive.Entries().size(), 2u);
+  ResourceFile* loose = ResOpen("both.txt");
+  ASSERT_NE(loose, nullptr);
+  EXPECT_EQ(contents(loose), "from disk");
+  ResClose(loose);
+  ResourceFile* archived = ResOpen("archived.txt");
+  ASSERT_NE(archived, nullptr);
+  EXPECT_EQ(contents(archived), "0123456789");
+  ResClose(archived);
+  EXPECT_EQ(m_archive.Remove("archived.txt"), 1);
+  EXPECT_EQ(ResOpen("archived.txt"), nullptr);
+  EXPECT_EQ(m_archive.Remove(nullptr), 0);
+}
