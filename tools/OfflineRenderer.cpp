@@ -13,7 +13,9 @@
 #include "script/Show.h"
 #include "script/ScriptItem.h"
 #include "tools/MediaWriters.h"
+#include "tools/FrameGrid.h"
 #include "tools/RenderProgress.h"
+#include "tools/ShowFailure.h"
 #include "tools/ToolIO.h"
 
 #include <malloc.h>
@@ -29,87 +31,6 @@
 #include <system_error>
 
 namespace {
-
-// The end of a show that failed, thrown from the player's exit (and from a
-// refused script line) so that the render returns one located message
-// instead of the process ending where it stands.
-struct ShowFatal {
-  std::string message;
-};
-
-// The show's message boxes while a render runs. MessageBoxA's own echo is off
-// and every box is held here until it is known whether the show goes on (it
-// is then printed as one "vxtool: " line) or ends (it becomes the render's
-// error, printed once by the command): one line per box either way, each
-// with the script line it came from once the script runs.
-struct HeldBoxes {
-  std::string pending;
-  const Scripter* scripter = nullptr;  // set while the script runs
-} g_boxes;
-
-// "FILE:LINE: COMMAND: " of the item executing, or nothing outside the run.
-std::string whereInScript() {
-  const Scripter* s = g_boxes.scripter;
-  if (!s || s->current >= s->items.size()) return {};
-  const ScriptItem& item = *s->items[s->current];
-  return item.sourceFile + ":" + std::to_string(item.sourceLine) + ": " + item.text + ": ";
-}
-
-void printHeldBox() {
-  if (g_boxes.pending.empty()) return;
-  std::fprintf(stderr, "vxtool: %s\n", g_boxes.pending.c_str());
-  std::fflush(stderr);
-  g_boxes.pending.clear();
-}
-
-int holdBox(const char* text, const char* caption, UINT) {
-  printHeldBox();
-  // "Error" adds nothing to a message; the captions of music and movies do.
-  const std::string cap = caption ? caption : "";
-  g_boxes.pending = whereInScript() + (cap.empty() || cap == "Error" ? "" : cap + ": ") + (text ? text : "");
-  return IDOK;
-}
-
-[[noreturn]] void throwShowFatal(UINT) {
-  std::string message = g_boxes.pending.empty() ? whereInScript() + "the show stopped" : g_boxes.pending;
-  g_boxes.pending.clear();
-  throw ShowFatal{message};
-}
-
-// Watches the parse: a missing first script is noted, and a line the player
-// would refuse ends the render with its place.
-class ScriptWatch final : public ScriptParseObserver {
- public:
-  void scriptFile(const std::string& file, bool found, const std::string& includedFrom, int) override {
-    if (!found && includedFrom.empty()) missing = file;
-  }
-  void refusedLine(const std::string& file, int line, const std::string& text, const std::string& message) override {
-    throw ShowFatal{file + ":" + std::to_string(line) + ": " + text + ": " + message};
-  }
-  std::string missing;
-};
-
-// Parses the script; false with *error when there is none.
-bool startShow(Show& show, const std::string& archive, std::string* error) {
-  ScriptWatch watch;
-  show.scripter()->parseObserver = &watch;
-  show.Start("demo.vxc");
-  show.scripter()->parseObserver = nullptr;
-  if (watch.missing.empty()) return true;
-  std::error_code ec;
-  const std::string folder = std::filesystem::current_path(ec).string();
-  *error = "no script '" + watch.missing + "': not in " + (archive.empty() ? "" : "the archive '" + archive + "' nor in ") +
-           "the folder '" + folder + "'" + (archive.empty() ? " (and no --archive given)" : "");
-  return false;
-}
-
-// While one lives, boxes name the script line that showed them.
-struct ScriptRunning {
-  explicit ScriptRunning(const Show& show) { g_boxes.scripter = show.scripter(); }
-  ~ScriptRunning() { g_boxes.scripter = nullptr; }
-  ScriptRunning(const ScriptRunning&) = delete;
-  ScriptRunning& operator=(const ScriptRunning&) = delete;
-};
 
 bool isFrameName(const std::string& name) {
   return name.size() > 9 && name.compare(0, 5, "frame") == 0 && name.compare(name.size() - 4, 4, ".png") == 0;
@@ -161,27 +82,6 @@ constexpr unsigned kSampleRate = 44100;  // the offline mixer's rate
 constexpr double kClockLimitMs = 4294967295.0;
 // A show that is chunked without an end must end within this much show time.
 constexpr double kLongestShowMs = 24 * 3600 * 1000.0;
-
-// Show time of frame k: the one formula every range and chunk shares, so
-// that the same k is the same clock reading in every render.
-double frameMs(std::int64_t k, double fps) { return double(k) * 1000.0 / fps; }
-
-// The first frame whose time is at or after ms (ms >= 0).
-std::int64_t firstFrameFrom(double ms, double fps) {
-  auto k = std::int64_t(std::ceil(ms * fps / 1000.0));
-  while (k > 0 && frameMs(k - 1, fps) >= ms) --k;
-  while (frameMs(k, fps) < ms) ++k;
-  return k;
-}
-
-// The last frame whose time is at or before ms; -1 when none (ms < 0).
-std::int64_t lastFrameTo(double ms, double fps) {
-  if (ms < 0) return -1;
-  auto k = std::int64_t(std::floor(ms * fps / 1000.0));
-  while (frameMs(k + 1, fps) <= ms) ++k;
-  while (k >= 0 && frameMs(k, fps) > ms) --k;
-  return k;
-}
 
 // Replays the whole show without drawing or mixing: the number of frames a
 // full render writes (the frame in which the script ends is the last).
@@ -437,22 +337,13 @@ bool render(const RenderOptions& options, RenderResult* result, std::string* err
 }  // namespace
 
 bool renderShow(const RenderOptions& options, RenderResult* result, std::string* error) {
-  SetMessageBoxHook(holdBox);
-  SetMessageBoxEcho(false);
-  SetExitProcessHook(throwShowFatal);
-  g_boxes = HeldBoxes{};
+  const ShowFailureCatcher catcher;
   // Whatever way this returns, the process is left as it was found: no
-  // archive pointer to a closed archive, no hooks, the boxes echoed again,
-  // the mix collected.
+  // archive pointer to a closed archive, the mix collected.
   struct Restore {
     ~Restore() {
-      printHeldBox();
-      g_boxes = HeldBoxes{};
       soundOfflineSetCollect(true);
       g_archive = nullptr;
-      SetExitProcessHook(nullptr);
-      SetMessageBoxEcho(true);
-      SetMessageBoxHook(nullptr);
     }
   } restore;
   try {
