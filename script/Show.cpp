@@ -20,7 +20,14 @@ Show::Show(IDirect3DDevice9* device, Clock clock) : m_device(device), m_clock(cl
   GlowAmount = kStartGlowAmount;
   sceneRandReset();
   if (m_clock == Clock::Virtual) SetTime(0);
-  m_scripter = std::make_unique<Scripter>(m_device, kScreenWidth, kScreenHeight);
+  try {
+    m_scripter = std::make_unique<Scripter>(m_device, kScreenWidth, kScreenHeight);
+  } catch (...) {
+    // A tool that turns the show's exit into an exception gets its reference
+    // back released here, since no destructor runs for this Show.
+    if (m_device) m_device->Release();
+    throw;
+  }
 }
 
 Show::~Show() {

@@ -12,6 +12,7 @@ int listCommand(const Args& args);
 int extractCommand(const Args& args);
 int appendCommand(const Args& args);
 int renderCommand(const Args& args);
+int previewCommand(const Args& args);
 int joinCommand(const Args& args);
 int inspectCommand(const Args& args);
 int checkCommand(const Args& args);

@@ -47,11 +47,13 @@ class ScriptWatch final : public ScriptParseObserver {
  public:
   void scriptFile(const std::string& file, bool found, const std::string& includedFrom, int) override {
     if (!found && includedFrom.empty()) missing = file;
+    if (files) files->push_back(file);
   }
   void refusedLine(const std::string& file, int line, const std::string& text, const std::string& message) override {
     throw ShowFatal{file + ":" + std::to_string(line) + ": " + text + ": " + message};
   }
   std::string missing;
+  std::vector<std::string>* files = nullptr;
 };
 
 }  // namespace
@@ -81,14 +83,16 @@ void printHeldBox() {
 ScriptRunning::ScriptRunning(const Show& show) { g_boxes.scripter = show.scripter(); }
 ScriptRunning::~ScriptRunning() { g_boxes.scripter = nullptr; }
 
-bool startShow(Show& show, const std::string& archive, std::string* error) {
+bool startShow(Show& show, const std::string& archive, std::string* error, std::vector<std::string>* scriptFiles,
+               const std::string& script) {
   ScriptWatch watch;
+  watch.files = scriptFiles;
   struct Unwatch {
     Show& show;
     ~Unwatch() { show.scripter()->parseObserver = nullptr; }
   } unwatch{show};
   show.scripter()->parseObserver = &watch;
-  show.Start("demo.vxc");
+  show.Start(script.c_str());
   if (watch.missing.empty()) return true;
   std::error_code ec;
   const std::string folder = std::filesystem::current_path(ec).string();

@@ -5,6 +5,7 @@
 // ("demo.vxc:12: loadimage a.png a: ..."), so that the tool reports it and
 // carries on (a render returns an error, a preview shows it in its window).
 #include <string>
+#include <vector>
 
 class Show;
 
@@ -37,8 +38,11 @@ class ScriptRunning {
   ScriptRunning& operator=(const ScriptRunning&) = delete;
 };
 
-// Parses "demo.vxc" into the show (Show::Start). A line the player would
+// Parses the script (the player's "demo.vxc" unless a tool names another)
+// into the show (Show::Start). A line the player would
 // refuse throws ShowFatal with its place; a missing script returns false
 // with *error naming where it was looked for (archive: the --archive given,
-// empty when none).
-bool startShow(Show& show, const std::string& archive, std::string* error);
+// empty when none). Every script file asked for, found or not, is added to
+// *scriptFiles when given.
+bool startShow(Show& show, const std::string& archive, std::string* error,
+               std::vector<std::string>* scriptFiles = nullptr, const std::string& script = "demo.vxc");

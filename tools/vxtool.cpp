@@ -21,6 +21,7 @@ const Command kCommands[] = {
     {"extract", extractCommand, "write entries of an archive to files"},
     {"append", appendCommand, "append an archive to a program"},
     {"render", renderCommand, "play a show off screen into PNG frames, a WAV and an MP4"},
+    {"preview", previewCommand, "play a show in a window: pause, exact seeks, reload on edits, figures"},
     {"join", joinCommand, "put the chunks of a render together: frames, WAV and MP4"},
     {"inspect", inspectCommand, "load a scene file and print its objects (tree or JSON)"},
     {"check", checkCommand, "report every problem of a show before it plays"},
