@@ -1,0 +1,146 @@
+#!/usr/bin/env python3
+"""Compares a window's area of an X screenshot (the XWD file Xvfb -fbdir
+keeps) with a PNG frame, or two screenshots' areas with each other.
+
+  shotcompare.py frame SHOT.xwd X Y W H FRAME.png [FAILDIR]
+      exit 0 when every pixel of the area equals the frame's (RGB); else 1,
+      printing how many differ and by how much, and writing expected.png,
+      actual.png and diff.png (|difference| x 8) into FAILDIR when given
+  shotcompare.py same SHOT1.xwd SHOT2.xwd X Y W H
+      exit 0 when the two areas are equal
+  shotcompare.py mean SHOT.xwd X Y W H
+      prints the area's mean red, green and blue
+Only what python3's standard library offers: 8-bit RGB/RGBA PNGs without
+interlacing, 24/32-bit ZPixmap XWD files."""
+import os
+import struct
+import sys
+import zlib
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from xwd2png import read_xwd  # noqa: E402
+
+
+def xwd_area(path, x0, y0, w, h):
+    """The area as a list of rows of (r, g, b)."""
+    fields, pixels = read_xwd(path)
+    width, height = fields[4], fields[5]
+    byte_order, bits_per_pixel, bytes_per_line = fields[7], fields[11], fields[12]
+    red_mask, green_mask, blue_mask = fields[14:17]
+    if fields[2] != 2 or bits_per_pixel not in (24, 32):
+        sys.exit("shotcompare: only 24/32-bit ZPixmap screenshots are supported")
+    if x0 < 0 or y0 < 0 or x0 + w > width or y0 + h > height:
+        sys.exit("shotcompare: the area lies outside the %dx%d screenshot" % (width, height))
+    step = bits_per_pixel // 8
+    endian = "little" if byte_order == 0 else "big"
+
+    def shift(mask):
+        return (mask & -mask).bit_length() - 1
+
+    rs, gs, bs = shift(red_mask), shift(green_mask), shift(blue_mask)
+    rows = []
+    for y in range(y0, y0 + h):
+        line = pixels[y * bytes_per_line:(y + 1) * bytes_per_line]
+        row = []
+        for x in range(x0, x0 + w):
+            v = int.from_bytes(line[x * step:x * step + step], endian)
+            row.append(((v & red_mask) >> rs, (v & green_mask) >> gs, (v & blue_mask) >> bs))
+        rows.append(row)
+    return rows
+
+
+def read_png(path):
+    """Rows of (r, g, b) of an 8-bit RGB or RGBA PNG."""
+    data = open(path, "rb").read()
+    if data[:8] != b"\x89PNG\r\n\x1a\n":
+        sys.exit("shotcompare: %s is not a PNG" % path)
+    pos, idat, header = 8, b"", None
+    while pos < len(data):
+        (length,) = struct.unpack(">I", data[pos:pos + 4])
+        kind, body = data[pos + 4:pos + 8], data[pos + 8:pos + 8 + length]
+        if kind == b"IHDR":
+            header = struct.unpack(">IIBBBBB", body)
+        elif kind == b"IDAT":
+            idat += body
+        pos += 12 + length
+    width, height, depth, colour, _, _, interlace = header
+    if depth != 8 or colour not in (2, 6) or interlace:
+        sys.exit("shotcompare: only 8-bit RGB/RGBA PNGs without interlacing are supported")
+    bpp = 3 if colour == 2 else 4
+    raw = zlib.decompress(idat)
+    stride = width * bpp
+    rows, prev, at = [], bytearray(stride), 0
+    for _ in range(height):
+        kind, line = raw[at], bytearray(raw[at + 1:at + 1 + stride])
+        at += 1 + stride
+        for i in range(stride):
+            a = line[i - bpp] if i >= bpp else 0
+            b = prev[i]
+            c = prev[i - bpp] if i >= bpp else 0
+            if kind == 1:
+                line[i] = (line[i] + a) & 255
+            elif kind == 2:
+                line[i] = (line[i] + b) & 255
+            elif kind == 3:
+                line[i] = (line[i] + (a + b) // 2) & 255
+            elif kind == 4:
+                p = a + b - c
+                pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
+                line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
+        rows.append([tuple(line[x * bpp:x * bpp + 3]) for x in range(width)])
+        prev = line
+    return rows
+
+
+def write_png(path, rows):
+    def chunk(kind, body):
+        return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body) & 0xFFFFFFFF)
+
+    raw = b"".join(b"\0" + bytes(v for px in row for v in px) for row in rows)
+    png = b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", len(rows[0]), len(rows), 8, 2, 0, 0, 0))
+    png += chunk(b"IDAT", zlib.compress(raw, 6)) + chunk(b"IEND", b"")
+    open(path, "wb").write(png)
+
+
+def compare(expected, actual, faildir):
+    if len(expected) != len(actual) or len(expected[0]) != len(actual[0]):
+        print("size %dx%d, expected %dx%d" % (len(actual[0]), len(actual), len(expected[0]), len(expected)))
+        return 1
+    differing, worst = 0, 0
+    for erow, arow in zip(expected, actual):
+        for e, a in zip(erow, arow):
+            d = max(abs(p - q) for p, q in zip(e, a))
+            if d:
+                differing += 1
+                worst = max(worst, d)
+    if differing == 0:
+        return 0
+    print("%d of %d pixels differ (worst %d)" % (differing, len(expected) * len(expected[0]), worst))
+    if faildir:
+        os.makedirs(faildir, exist_ok=True)
+        write_png(os.path.join(faildir, "expected.png"), expected)
+        write_png(os.path.join(faildir, "actual.png"), actual)
+        diff = [[tuple(min(255, abs(p - q) * 8) for p, q in zip(e, a)) for e, a in zip(er, ar)]
+                for er, ar in zip(expected, actual)]
+        write_png(os.path.join(faildir, "diff.png"), diff)
+        print("images: %s/{expected,actual,diff}.png" % faildir)
+    return 1
+
+
+def main(args):
+    if len(args) >= 7 and args[0] == "frame":
+        x, y, w, h = map(int, args[2:6])
+        return compare(read_png(args[6]), xwd_area(args[1], x, y, w, h), args[7] if len(args) > 7 else None)
+    if len(args) == 7 and args[0] == "same":
+        x, y, w, h = map(int, args[3:7])
+        return compare(xwd_area(args[1], x, y, w, h), xwd_area(args[2], x, y, w, h), None)
+    if len(args) == 6 and args[0] == "mean":
+        rows = xwd_area(args[1], *map(int, args[2:6]))
+        n = len(rows) * len(rows[0])
+        print(" ".join("%.1f" % (sum(px[i] for row in rows for px in row) / n) for i in range(3)))
+        return 0
+    sys.exit(__doc__)
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
