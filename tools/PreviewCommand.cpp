@@ -2,7 +2,6 @@
 // pause, exact seeks, reloads from disk and the figures an author wants.
 #include "platform/gfx/Direct3D9.h"
 #include "platform/gfx/gl/GlDirect3D.h"
-#include "platform/movie/AxHost.h"
 #include "platform/os/Messages.h"
 #include "platform/os/Window.h"
 #include "platform/sound/FSound.h"
@@ -165,7 +164,6 @@ int previewCommand(const Args& args) {
   const HRESULT created = gfx.d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, window->handle(),
                                                 D3DCREATE_HARDWARE_VERTEXPROCESSING, &params, &gfx.device);
   if (FAILED(created)) return fail("cannot create the device (" + std::to_string(created) + ")");
-  AtlAxWinInit();
   chooseSoundDevice();
 
   {

@@ -3,6 +3,7 @@
 #include "archive/CFLArchive.h"
 #include "archive/ResourceFile.h"
 #include "audio/MP3Player.h"
+#include "platform/movie/AxHost.h"
 #include "platform/sound/SoundOffline.h"
 #include "tools/PreviewFont.h"
 #include "tools/PreviewText.h"
@@ -64,6 +65,7 @@ std::vector<std::string> wrap(const std::string& text, std::size_t width) {
 PreviewSession::PreviewSession(IDirect3DDevice9* device, const PreviewOptions& options)
     : m_device(device), m_options(options), m_catcher(std::make_unique<ShowFailureCatcher>()) {
   if (!(m_options.fps > 0 && m_options.fps <= 1000)) m_options.fps = 30;
+  AtlAxWinInit();  // the movie host's window class, before any movie loads
   g_filesAskedFor = &m_files;
   SetResourceOpenObserver(noteFileAskedFor);
   m_text = std::make_unique<PreviewText>(device);
