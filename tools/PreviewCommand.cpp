@@ -19,6 +19,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -147,6 +148,13 @@ int previewCommand(const Args& args) {
   std::string reason;
   std::unique_ptr<Window> window = Window::create(desc, &reason);
   if (!window) return fail("cannot open a window: " + reason);
+  // Without a display SDL may fall back to drawing nowhere; a preview that
+  // nobody can see is refused unless that driver was asked for by name.
+  const char* driver = SDL_GetCurrentVideoDriver();
+  const char* asked = std::getenv("SDL_VIDEODRIVER");
+  if (driver && (!std::strcmp(driver, "offscreen") || !std::strcmp(driver, "dummy")) &&
+      !(asked && !std::strcmp(asked, driver)))
+    return fail("no display to open the preview's window on (is DISPLAY set?)");
   registerGlDirect3DBackend();
   DeviceHolder gfx;
   gfx.d3d = Direct3DCreate9(D3D_SDK_VERSION);

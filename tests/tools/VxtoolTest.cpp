@@ -124,3 +124,30 @@ TEST_F(VxtoolTest, ScriptHelpListsExactlyTheParsersCommands) {
   EXPECT_EQ(listed, keywords);
   EXPECT_NE(vxtool(dir, "--help").out.find("vxtool help script"), std::string::npos);
 }
+
+// The preview refuses what it cannot do before any window opens, and a
+// window nobody can see (no display) is refused, not played.
+TEST_F(VxtoolTest, PreviewRefusesBadArgumentsAndAMissingDisplay) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"preview --size 8x8", "bad --size"},
+      {"preview --from -1", "bad --from"},
+      {"preview --fps 0", "bad --fps"},
+      {"preview --fram 3", "did you mean --from?"},
+      {"preview a.vxc b.vxc", "one script at most"},
+      {"preview --dir nowhere", "no folder 'nowhere'"},
+      {"preview --archive missing.cfl", "no archive 'missing.cfl'"},
+  };
+  for (const auto& [args, message] : cases) {
+    const ToolRun run = vxtool(dir, args);
+    EXPECT_EQ(run.code, 1) << args;
+    EXPECT_NE(run.err.find(message), std::string::npos) << args << ": " << run.err;
+  }
+  const ToolRun noDisplay = vxtoolWithEnv(dir, "DISPLAY= WAYLAND_DISPLAY= SDL_VIDEODRIVER=", "preview");
+  EXPECT_EQ(noDisplay.code, 1);
+  EXPECT_TRUE(noDisplay.err.find("no display") != std::string::npos ||
+              noDisplay.err.find("cannot open a window") != std::string::npos)
+      << noDisplay.err;
+  const ToolRun help = vxtool(dir, "preview --help");
+  EXPECT_EQ(help.code, 0);
+  EXPECT_NE(help.out.find("usage: vxtool preview"), std::string::npos);
+}
