@@ -10,8 +10,8 @@
 #include <vector>
 
 // Render, texture-stage and sampler states, stage 0's texture, the vertex
-// format and the shaders set through it, given back as found when it goes:
-// the preview's own drawing leaves the show's device states alone.
+// format, the shaders, the viewport and stream 0, given back as found when
+// it goes: the preview's own drawing leaves the show's device states alone.
 class DeviceStates {
  public:
   explicit DeviceStates(IDirect3DDevice9* device) : m_device(device) {
@@ -21,6 +21,8 @@ class DeviceStates {
     device->GetVertexShader(&m_vertexShader);
     device->GetPixelShader(&m_pixelShader);
     device->GetViewport(&m_viewport);
+    // A draw from memory unbinds stream 0; it is bound again at the end.
+    device->GetStreamSource(0, &m_stream, &m_streamOffset, &m_streamStride);
   }
   ~DeviceStates() {
     for (auto it = m_render.rbegin(); it != m_render.rend(); ++it) m_device->SetRenderState(it->first, it->second);
@@ -36,7 +38,9 @@ class DeviceStates {
     m_device->SetVertexShader(m_vertexShader);
     m_device->SetPixelShader(m_pixelShader);
     m_device->SetViewport(&m_viewport);
+    m_device->SetStreamSource(0, m_stream, m_streamOffset, m_streamStride);
     for (IUnknown* held : {static_cast<IUnknown*>(m_texture), static_cast<IUnknown*>(m_declaration),
+                           static_cast<IUnknown*>(m_stream),
                            static_cast<IUnknown*>(m_vertexShader), static_cast<IUnknown*>(m_pixelShader)})
       if (held) held->Release();
   }
@@ -70,6 +74,8 @@ class DeviceStates {
   IDirect3DVertexShader9* m_vertexShader = nullptr;
   IDirect3DPixelShader9* m_pixelShader = nullptr;
   D3DVIEWPORT9 m_viewport{};
+  IDirect3DVertexBuffer9* m_stream = nullptr;
+  UINT m_streamOffset = 0, m_streamStride = 0;
   std::vector<std::pair<D3DRENDERSTATETYPE, DWORD>> m_render;
   std::vector<std::tuple<DWORD, D3DTEXTURESTAGESTATETYPE, DWORD>> m_stage;
   std::vector<std::tuple<DWORD, D3DSAMPLERSTATETYPE, DWORD>> m_sampler;

@@ -5,8 +5,7 @@
 #include "audio/MP3Player.h"
 #include "platform/movie/AxHost.h"
 #include "platform/sound/SoundOffline.h"
-#include "tools/PreviewFont.h"
-#include "tools/PreviewText.h"
+#include "render/TextOverlay.h"
 #include "script/Scripter.h"
 #include "script/ScriptItem.h"
 #include "script/Show.h"
@@ -68,7 +67,7 @@ PreviewSession::PreviewSession(IDirect3DDevice9* device, const PreviewOptions& o
   AtlAxWinInit();  // the movie host's window class, before any movie loads
   g_filesAskedFor = &m_files;
   SetResourceOpenObserver(noteFileAskedFor);
-  m_text = std::make_unique<PreviewText>(device);
+  m_text = std::make_unique<TextOverlay>(device);
   if (!m_text->ok()) m_text.reset();
 }
 
@@ -280,8 +279,8 @@ void PreviewSession::drawErrorScreen() {
       backBuffer->Release();
     }
     const std::size_t columns =
-        std::max<std::size_t>(20, (desc.Width > 40 ? desc.Width - 40 : 0) / std::size_t(kPreviewGlyphWidth));
-    PreviewTextPanel panel;
+        std::max<std::size_t>(20, (desc.Width > 40 ? desc.Width - 40 : 0) / std::size_t(TextOverlay::glyphWidth()));
+    TextPanel panel;
     panel.x = 12;
     panel.y = 12;
     panel.background = 0xE0400000;
@@ -298,7 +297,7 @@ void PreviewSession::drawErrorScreen() {
 
 void PreviewSession::drawOverlay() {
   if (!m_overlayVisible || !m_text) return;
-  PreviewTextPanel panel;
+  TextPanel panel;
   panel.x = 8;
   panel.y = 8;
   panel.lines = overlayLines();

@@ -36,7 +36,7 @@
 class CFLArchive;
 class Show;
 class ShowFailureCatcher;
-class PreviewText;
+class TextOverlay;
 
 struct PreviewOptions {
   std::string script = "demo.vxc";  // the first script, as the player names it
@@ -121,7 +121,7 @@ class PreviewSession {
   std::unique_ptr<CFLArchive> m_archive;
   std::unique_ptr<ShowFailureCatcher> m_catcher;
   std::unique_ptr<Show> m_show;
-  std::unique_ptr<PreviewText> m_text;
+  std::unique_ptr<TextOverlay> m_text;
   std::string m_error;
 
   double m_showMs = 0;
