@@ -3,79 +3,145 @@
 # the window's pixels read from Xvfb's framebuffer file and compared with the
 # frames vxtool render writes for the same show times.
 #   vxtool_preview_e2e.sh PATH/TO/vxtool PATH/TO/vx_showgen
+# A failing comparison writes expected.png, actual.png and diff.png into
+# pixel-failures/CASE under the folder it runs in (the build folder under
+# ctest) and names that folder.
 set -u
 vxtool=$(realpath "$1")
 showgen=$(realpath "$2")
 here=$(cd "$(dirname "$0")" && pwd)
-shots="python3 $here/../../scripts/shotcompare.py"
+scripts=$here/../../scripts
+shots="python3 $scripts/shotcompare.py"
+failures=$PWD/pixel-failures
 fail=0
 work=$(mktemp -d)
-display=":$((600 + RANDOM % 300))"
 mkdir -p "$work/fb"
-Xvfb "$display" -screen 0 640x480x24 -fbdir "$work/fb" -nolisten tcp >/dev/null 2>&1 &
-xvfb=$!
-preview=
-cleanup() {
-  [ -n "$preview" ] && kill "$preview" 2>/dev/null
-  kill $xvfb 2>/dev/null
-  rm -rf "$work"
-}
-trap cleanup EXIT
-export SDL_AUDIODRIVER=dummy DISPLAY=$display
-for _ in $(seq 300); do xwininfo -root >/dev/null 2>&1 && break; sleep 0.1; done
 
 pass() { echo "PASS $*"; }
 failed() { echo "FAIL $*"; fail=1; }
 
+# The preview runs under timeout; its pid is in $work/pid, its exit code
+# goes to $work/rc.
+stop_preview() {
+  [ -f "$work/pid" ] || return 0
+  [ -f "$work/rc" ] || kill "$(cat "$work/pid")" 2>/dev/null
+  for _ in $(seq 150); do [ -f "$work/rc" ] && break; sleep 0.1; done
+  rm -f "$work/pid"
+}
+xvfb=
+cleanup() {
+  stop_preview
+  [ -n "$xvfb" ] && kill "$xvfb" 2>/dev/null
+  wait 2>/dev/null
+  rm -rf "$work"
+}
+trap cleanup EXIT
+trap 'exit 1' INT TERM
+
+# Xvfb picks a free display itself and writes its number when it is ready.
+Xvfb -displayfd 3 -screen 0 640x480x24 -fbdir "$work/fb" -nolisten tcp 3>"$work/display" >/dev/null 2>&1 &
+xvfb=$!
+for _ in $(seq 300); do [ -s "$work/display" ] && break; sleep 0.1; done
+[ -s "$work/display" ] || { echo "FAIL Xvfb did not start"; exit 1; }
+export SDL_AUDIODRIVER=dummy DISPLAY=":$(head -n1 "$work/display")"
+
+if $shots selftest; then pass "shotcompare decodes PNGs of every row filter"; else failed "shotcompare's PNG decoder"; fi
+
 # The show: the example show's generated content and a script of its own: a
-# backdrop, a picture drifting and fading, the planet scene from 1.5 s, music.
+# backdrop, a picture drifting and fading, the planet scene (3D) from 1.5 s
+# over the backdrop's removal, music. ORB_X moves the picture for edits.
 show=$work/show
 mkdir -p "$show"
 "$showgen" "$show" >/dev/null || { echo "FAIL vx_showgen"; exit 1; }
-script() {  # script ORB_X: the show with the drifting picture starting at x = ORB_X
+script() {  # script ORB_X
   printf '%s\n' "loadimage backdrop.jpg back" "loadimage orb.png orb" "loadscene orbit.vxk orbit" \
     "loadmusic tune.mp3 tune" "settime 0" "setlayer back -20" "setlayer orb 12" "setlayerpos 12 $1 100" \
     "setlayerposdelta 12 120 40" "setlayeralphadelta 12 -0.2" "playmusic tune 0" "waituntil 1500" \
     "playscene orbit 1" "setscenetime 0" "removelayer -20" "wait 60000"
 }
+broken() { script 400; echo "setlayr back -20"; }
 script 50 >"$show/demo.vxc"
 edited=$work/edited
-cp -r "$show" "$edited"
+mkdir -p "$edited"
+for f in "$show"/*; do ln -s "$f" "$edited/"; done
+rm "$edited/demo.vxc"
 script 400 >"$edited/demo.vxc"
 
-# reference DIR K: frame K of a render of the show in DIR at 30 fps, 320x240.
+# reference DIR K [FPS]: frame K of a render of the show in DIR, 320x240.
 reference() {
-  local out="$work/ref-$(basename "$1")-$2"
+  local fps=${3:-30} out
+  out="$work/ref-$(basename "$1")-$fps-$2"
   if [ ! -d "$out" ]; then
-    (cd "$1" && "$vxtool" render --fps 30 --size 320x240 --quiet --frames-from "$2" --frames-to "$2" \
-      --frames "$out") >/dev/null 2>&1
+    (cd "$1" && "$vxtool" render --fps "$fps" --size 320x240 --quiet --frames-from "$2" --frames-to "$2" \
+      --frames "$out") >"$out.log" 2>&1 || { echo "  render of frame $2 failed:" >&2; cat "$out.log" >&2; }
   fi
   printf '%s/frame%06d.png' "$out" "$2"
 }
 
-# start ARGS...: vxtool preview of the live show folder; sets id, x, y.
+# Every comparison below could not fail if the frames it tells apart were
+# equal: the show must change between them. (Its first two frames are
+# equal, at any rate: the first draw moves nothing.) On the 10 fps grid,
+# 1 s is not what the 30 fps grid draws at 1 s, so a preview replaying on
+# the wrong grid shows.
+if $shots distinct "$(reference "$show" 0)" "$(reference "$show" 30)" "$(reference "$show" 31)" \
+  "$(reference "$show" 60)" "$(reference "$show" 90)" "$(reference "$edited" 60)"; then
+  pass "the reference frames at 30 fps all differ"
+else
+  failed "the reference frames at 30 fps all differ"
+fi
+if $shots distinct "$(reference "$show" 10 10)" "$(reference "$show" 11 10)" "$(reference "$show" 12 10)" \
+  "$(reference "$show" 30)"; then
+  pass "the reference frames at 10 fps all differ"
+else
+  failed "the reference frames at 10 fps all differ"
+fi
+
+# start DIR ARGS...: vxtool preview run in DIR; sets id, x, y (the window's
+# drawing area on the screen).
 start() {
+  local dir=$1
+  shift
+  stop_preview
   rm -f "$work/rc"
-  (cd "$show" && timeout -k 5 240 "$vxtool" preview --size 320x240 "$@" >"$work/preview.log" 2>&1
+  (cd "$dir" && timeout -k 5 240 "$vxtool" preview --size 320x240 "$@" >"$work/preview.log" 2>&1 &
+    echo $! >"$work/pid"
+    wait $!
     echo $? >"$work/rc") &
-  preview=$!
+  for _ in $(seq 100); do [ -s "$work/pid" ] && break; sleep 0.1; done
   id=
   for _ in $(seq 300); do
-    id=$(xwininfo -root -tree 2>/dev/null | grep -F '"vxtool preview' | awk '{ print $1; exit }')
+    id=$(xwininfo -root -children 2>/dev/null | grep -F '"vxtool preview' | awk '{ print $1; exit }')
     [ -n "$id" ] && break
+    [ -f "$work/rc" ] && break
     sleep 0.1
   done
-  [ -n "$id" ] || { failed "no preview window ($*)"; cat "$work/preview.log"; return 1; }
-  x=$(xwininfo -id "$id" | sed -n 's/^ *Absolute upper-left X: *//p')
-  y=$(xwininfo -id "$id" | sed -n 's/^ *Absolute upper-left Y: *//p')
+  [ -n "$id" ] || { failed "a window titled 'vxtool preview...' ($*)"; sed 's/^/    | /' "$work/preview.log"; return 1; }
+  local info w h
+  info=$(xwininfo -id "$id")
+  x=$(sed -n 's/^ *Absolute upper-left X: *//p' <<<"$info")
+  y=$(sed -n 's/^ *Absolute upper-left Y: *//p' <<<"$info")
+  w=$(sed -n 's/^ *Width: *//p' <<<"$info")
+  h=$(sed -n 's/^ *Height: *//p' <<<"$info")
+  if [ "${w}x$h" != 320x240 ]; then failed "--size 320x240 gives a ${w}x$h window ($*)"; return 1; fi
 }
 
 title() { xwininfo -id "$id" 2>/dev/null | sed -n 's/^xwininfo: Window id: [^ ]* "\(.*\)"$/\1/p'; }
+seconds() { title | grep -Eo '[0-9]+\.[0-9]{3} s' | head -n1 | cut -d' ' -f1; }
 
-# wait_title REGEX: until the title matches (up to 60 s: a jump replays the show).
+# Title patterns: the show time and whole words.
+at() { printf '(^|[^0-9.])%s s' "${1//./\\.}"; }
+word() { printf '(^|[^[:alpha:]])%s($|[^[:alpha:]])' "$1"; }
+
+# wait_title PATTERN [NOT-PATTERN]: until the title matches PATTERN and not
+# NOT-PATTERN (up to 60 s: a jump replays the show from its start).
 wait_title() {
-  for _ in $(seq 600); do title | grep -Eq -- "$1" && return 0; sleep 0.1; done
-  echo "  title '$(title)' never matched '$1'"
+  local t
+  for _ in $(seq 600); do
+    t=$(title)
+    if grep -Eq -- "$1" <<<"$t" && { [ -z "${2:-}" ] || ! grep -Eq -- "$2" <<<"$t"; }; then return 0; fi
+    sleep 0.1
+  done
+  echo "  title '$t' never matched '$1'${2:+ without '$2'}"
   return 1
 }
 
@@ -83,88 +149,170 @@ press() { xdotool windowfocus "$id" 2>/dev/null; xdotool key --window "$id" "$@"
 
 shot() { cp "$work/fb/Xvfb_screen0" "$work/$1.xwd"; }
 
+faildir() { printf '%s/%s' "$failures" "$(printf '%s' "$1" | tr -cs 'A-Za-z0-9' '-' | sed 's/^-*//; s/-*$//')"; }
+
 # expect_frame CASE PNG: the window shows the frame (polled for up to 20 s).
 expect_frame() {
-  # A failing comparison's images go to pixel-failures/ under the folder
-  # the test runs in (the build folder under ctest).
-  local out faildir="$PWD/pixel-failures/preview-$(printf '%s' "$1" | tr -c 'A-Za-z0-9' '-')"
+  local out
   for _ in $(seq 40); do
     shot now
     out=$($shots frame "$work/now.xwd" "$x" "$y" 320 240 "$2") && { pass "$1"; return 0; }
     sleep 0.5
   done
-  out=$($shots frame "$work/now.xwd" "$x" "$y" 320 240 "$2" "$faildir")
+  out=$($shots frame "$work/now.xwd" "$x" "$y" 320 240 "$2" "$(faildir "$1")")
   failed "$1: $out (title '$(title)')"
   return 1
 }
 
-finish() {  # finish CASE: Escape ends the preview with exit code 0
-  press Escape
-  for _ in $(seq 300); do [ -f "$work/rc" ] && break; sleep 0.1; done
+# expect_exit CASE: the preview ends by itself with exit code 0 (up to 30 s).
+expect_exit() {
   local rc
-  rc=$(cat "$work/rc" 2>/dev/null || echo none)
-  if [ "$rc" = 0 ]; then pass "$1"; else failed "$1: exit code $rc"; cat "$work/preview.log"; fi
-  preview=
+  for _ in $(seq 300); do [ -f "$work/rc" ] && break; sleep 0.1; done
+  rc=$(cat "$work/rc" 2>/dev/null || echo "none (still running)")
+  if [ "$rc" = 0 ]; then pass "$1"; else failed "$1: exit code $rc"; sed 's/^/    | /' "$work/preview.log"; fi
+  stop_preview
 }
 
-# Jumps land on the rendered frames: 2 s, one on, ten back (to 0), a typed
-# second, a frame on.
-if start --paused --from 2000; then
-  wait_title '2\.000 s - paused' && expect_frame "start at 2000 ms" "$(reference "$show" 60)"
-  press Right && wait_title '3\.000 s' && expect_frame "Right: 3000 ms" "$(reference "$show" 90)"
-  press shift+Left && wait_title ' 0\.000 s' && expect_frame "Shift+Left: 0 ms" "$(reference "$show" 0)"
-  press 1 Return && wait_title '1\.000 s' && expect_frame "1 Enter: 1000 ms" "$(reference "$show" 30)"
-  press ctrl+Right && wait_title '1\.033 s' && expect_frame "Ctrl+Right: frame 31" "$(reference "$show" 31)"
-
-  # R after an edit shows the edited show at the same time.
-  press 2 Return && wait_title '2\.000 s' && expect_frame "back at 2000 ms" "$(reference "$show" 60)"
-  cp "$edited/demo.vxc" "$show/demo.vxc"
-  press r && expect_frame "R after an edit" "$(reference "$edited" 60)"
-  wait_title '2\.000 s - paused' || failed "R kept the time"
-
-  # A broken edit shows the error in the window; the fix recovers.
-  { cat "$edited/demo.vxc"; echo "setlayr back -20"; } >"$show/demo.vxc"
-  press r
-  if wait_title ' - error'; then
-    sleep 0.5
-    shot broken
-    if $shots frame "$work/broken.xwd" "$x" "$y" 320 240 "$(reference "$edited" 60)" >/dev/null; then
-      failed "broken edit: the window still shows the show"
-    else
-      pass "broken edit: the error is shown"
+# An error screen: not the frame, a dark area mostly of one colour (the
+# background behind the message's panel).
+expect_error_screen() {  # expect_error_screen CASE FRAME.png
+  local dominant mean out
+  for _ in $(seq 40); do
+    shot error
+    dominant=$($shots dominant "$work/error.xwd" "$x" "$y" 320 240)
+    mean=$($shots mean "$work/error.xwd" "$x" "$y" 320 240)
+    if ! $shots frame "$work/error.xwd" "$x" "$y" 320 240 "$2" >/dev/null &&
+      awk -v d="$dominant" -v m="$mean" 'BEGIN { split(d, a, " "); split(m, b, " ");
+        exit !(a[1] >= 0.3 && b[1] < 90 && b[2] < 90 && b[3] < 90) }'; then
+      pass "$1"
+      return 0
     fi
-    grep -q "demo.vxc:17: setlayr back -20" "$work/preview.log" && pass "the error names the line" ||
-      failed "the error names the line: $(cat "$work/preview.log")"
+    sleep 0.5
+  done
+  mkdir -p "$(faildir "$1")"
+  python3 "$scripts/xwd2png.py" "$work/error.xwd" "$(faildir "$1")/screen.png"
+  failed "$1: the window (most common colour: share and RGB $dominant; mean RGB $mean) is no error screen; see $(faildir "$1")/screen.png"
+}
+
+# a. Jumps land on the rendered frames: 2 s, one on, ten back (to 0), a
+# typed second, a frame on, Home. Then the figures overlay, R after an edit,
+# a broken edit and its fix, and Escape.
+if start "$show" --paused --from 2000; then
+  wait_title "$(at 2.000)" && wait_title "$(word paused)" && expect_frame "--from 2000 --paused: 2000 ms" "$(reference "$show" 60)"
+  press Right && wait_title "$(at 3.000)" && expect_frame "Right: 3000 ms" "$(reference "$show" 90)"
+  press shift+Left && wait_title "$(at 0.000)" && expect_frame "Shift+Left from 3 s: 0 ms" "$(reference "$show" 0)"
+  press 1 Return && wait_title "$(at 1.000)" && expect_frame "1 Enter: 1000 ms" "$(reference "$show" 30)"
+  press ctrl+Right && wait_title "$(at 1.033)" && expect_frame "Ctrl+Right: frame 31 (1033 ms)" "$(reference "$show" 31)"
+  wait_title "$(word paused)" || failed "the jumps keep the preview paused"
+  press Home && wait_title "$(at 0.000)" && expect_frame "Home: 0 ms" "$(reference "$show" 0)"
+  press 2 Return && wait_title "$(at 2.000)" && expect_frame "2 Enter: 2000 ms" "$(reference "$show" 60)"
+
+  # F: figures drawn over the frame, and off again.
+  press f
+  for _ in $(seq 40); do
+    shot overlay
+    out=$($shots frame "$work/overlay.xwd" "$x" "$y" 320 240 "$(reference "$show" 60)") || break
+    sleep 0.5
+  done
+  differing=$(grep -Eo '^[0-9]+' <<<"$out")
+  if [ -n "$differing" ] && [ "$differing" -le $((320 * 240 * 9 / 10)) ]; then
+    pass "F draws figures over the frame"
   else
-    failed "broken edit: no error in the title"
+    failed "F draws figures over the frame (${out:-the window still shows the bare frame})"
   fi
-  cp "$edited/demo.vxc" "$show/demo.vxc"
-  press r && expect_frame "fixed edit" "$(reference "$edited" 60)"
-  title | grep -q error && failed "the title still says error"
-  finish "Escape quits"
+  press f && expect_frame "F again: the bare frame" "$(reference "$show" 60)"
+
+  # c. R after an edit shows the edited show at the same time.
+  script 400 >"$show/demo.vxc"
+  press r && expect_frame "R after an edit: the edited show at 2000 ms" "$(reference "$edited" 60)"
+  wait_title "$(at 2.000)" && wait_title "$(word paused)" && pass "R keeps the time and the pause"
+
+  # d. A broken edit shows the error in the window; the fix recovers.
+  broken >"$show/demo.vxc"
+  press r
+  if wait_title "$(word error)"; then
+    pass "R after a broken edit: error in the title"
+    expect_error_screen "R after a broken edit: the error screen" "$(reference "$edited" 60)"
+  else
+    failed "R after a broken edit: error in the title"
+  fi
+  script 400 >"$show/demo.vxc"
+  press r && expect_frame "R after the fix: the show at 2000 ms" "$(reference "$edited" 60)"
+  wait_title "$(at 2.000)" "$(word error)" && pass "R after the fix: no error in the title"
+
+  # f. Escape quits with 0.
+  press Escape
+  expect_exit "Escape quits with exit code 0"
 fi
 
-# Pause holds the frame; --watch reloads without a key.
+# b. Playing, then Space pauses and the frame holds; Space plays on; a jump
+# and frame steps on the 10 fps grid; closing the window quits with 0.
 script 50 >"$show/demo.vxc"
-if start --watch; then
-  sleep 1
+if start "$show" --fps 10; then
+  if wait_title "$(at '[0-9]+.[0-9]{3}')" "$(word paused)"; then
+    for _ in $(seq 300); do [ "$(seconds | tr -d .)" -ge 500 ] 2>/dev/null && break; sleep 0.1; done
+    [ "$(seconds | tr -d .)" -ge 500 ] 2>/dev/null && pass "without --paused the show plays" ||
+      failed "without --paused the show plays (title '$(title)')"
+  else
+    failed "without --paused the title has a time and no 'paused'"
+  fi
   press space
-  if wait_title 'paused'; then
+  if wait_title "$(word paused)"; then
     sleep 0.5
     before=$(title)
     shot held1
     sleep 1
     shot held2
-    $shots same "$work/held1.xwd" "$work/held2.xwd" "$x" "$y" 320 240 >/dev/null &&
-      pass "pause holds the frame" || failed "pause holds the frame"
-    [ "$(title)" = "$before" ] && pass "pause holds the time" || failed "pause holds the time: '$before' then '$(title)'"
+    after=$(title)
+    if out=$($shots same "$work/held1.xwd" "$work/held2.xwd" "$x" "$y" 320 240 "$(faildir "pause holds the frame")"); then
+      pass "Space pauses and the frame holds"
+    else
+      failed "Space pauses and the frame holds: $out"
+    fi
+    [ "$after" = "$before" ] && pass "paused, the title's time holds" || failed "paused, the title's time holds: '$before' then '$after'"
+    held=$(seconds | tr -d .)
+    press space
+    resumed=0
+    for _ in $(seq 300); do
+      t=$(title)
+      if ! grep -Eq "$(word paused)" <<<"$t" && [ "$(seconds | tr -d .)" -gt "$((10#$held + 300))" ] 2>/dev/null; then resumed=1; break; fi
+      sleep 0.1
+    done
+    [ $resumed = 1 ] && pass "Space again plays on" || failed "Space again plays on (paused at $held ms, title '$(title)')"
   else
-    failed "Space pauses"
+    failed "Space pauses (title '$(title)')"
   fi
-  press 2 Return && wait_title '2\.000 s' && expect_frame "watch: before the edit" "$(reference "$show" 60)"
-  cp "$edited/demo.vxc" "$show/demo.vxc"
-  expect_frame "--watch reloads by itself" "$(reference "$edited" 60)"
-  finish "Escape quits a watching preview"
+  press space && wait_title "$(word paused)"
+  press 1 Return && wait_title "$(at 1.000)" && expect_frame "--fps 10: 1 Enter: frame 10 (1000 ms)" "$(reference "$show" 10 10)"
+  press ctrl+Right && wait_title "$(at 1.100)" && expect_frame "--fps 10: Ctrl+Right: frame 11 (1100 ms)" "$(reference "$show" 11 10)"
+  press ctrl+Right && wait_title "$(at 1.200)" && expect_frame "--fps 10: Ctrl+Right: frame 12 (1200 ms)" "$(reference "$show" 12 10)"
+  python3 "$scripts/xclose.py" "$id"
+  expect_exit "closing the window quits with exit code 0"
+fi
+
+# e. --watch reloads without a key: an edit, the original saved back the way
+# editors save (a new file renamed over the old), a broken edit and its fix.
+# The show comes from --dir, not the folder the preview runs in.
+script 50 >"$show/demo.vxc"
+if start "$work" --dir "$show" --watch --paused --from 2000; then
+  wait_title "$(at 2.000)" && expect_frame "--watch --dir: 2000 ms" "$(reference "$show" 60)"
+  script 400 >"$show/demo.vxc"
+  expect_frame "--watch: an edit shows by itself" "$(reference "$edited" 60)" &&
+    { wait_title "$(at 2.000)" && wait_title "$(word paused)" && pass "--watch keeps the time and the pause"; }
+  script 50 >"$show/demo.vxc.new" && mv "$show/demo.vxc.new" "$show/demo.vxc"
+  expect_frame "--watch: a save by rename shows by itself" "$(reference "$show" 60)"
+  broken >"$show/demo.vxc"
+  if wait_title "$(word error)"; then
+    pass "--watch: a broken edit puts error in the title"
+    expect_error_screen "--watch: the error screen" "$(reference "$edited" 60)"
+  else
+    failed "--watch: a broken edit puts error in the title"
+  fi
+  script 50 >"$show/demo.vxc"
+  expect_frame "--watch: the fix of a broken edit shows by itself" "$(reference "$show" 60)" &&
+    { wait_title "$(at 2.000)" "$(word error)" && pass "--watch: the fix clears the error"; }
+  press Escape
+  expect_exit "Escape quits a watching preview with exit code 0"
 fi
 
 exit $fail
