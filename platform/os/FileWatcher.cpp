@@ -23,7 +23,7 @@ constexpr std::uint32_t kFolderMask = IN_CLOSE_WRITE | IN_CREATE | IN_MOVED_FROM
                                       IN_DELETE | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF |
                                       IN_ONLYDIR;
 
-// The folder part and the file name of a path; false when the path names no
+// The folder and the file name of a path; false when the path names no
 // file inside a folder.
 bool splitPath(const std::string& path, std::string* folder, std::string* base) {
   if (path.empty() || path.find('\0') != std::string::npos) return false;
