@@ -2,12 +2,12 @@
 // pause, exact seeks, reloads from disk and the figures an author wants.
 #include "platform/gfx/Direct3D9.h"
 #include "platform/gfx/gl/GlDirect3D.h"
+#include "platform/os/FileWatcher.h"
 #include "platform/os/Messages.h"
 #include "platform/os/Window.h"
 #include "platform/sound/FSound.h"
 #include "tools/ArchiveCommands.h"
 #include "tools/CommandLine.h"
-#include "tools/FileChanges.h"
 #include "tools/PreviewKeys.h"
 #include "tools/PreviewSession.h"
 #include "tools/ToolIO.h"
@@ -177,14 +177,14 @@ int previewCommand(const Args& args) {
   {
     PreviewSession session(gfx.device, options);
     PreviewKeys keys;
-    std::optional<FileChanges> watcher;
+    std::optional<FileWatcher> watcher;
     std::size_t watchedCount = 0;
     auto rewatch = [&] {
       if (!watcher) return;
       const std::vector<std::string> files = session.usedFiles();
       watchedCount = files.size();
       for (const std::string& missing : watcher->watch(files))
-        std::fprintf(stderr, "vxtool: not watched (its folder does not exist): %s\n", missing.c_str());
+        std::fprintf(stderr, "vxtool: --watch cannot watch %s (no such folder)\n", missing.c_str());
     };
     if (options.watching) {
       watcher.emplace();
