@@ -184,7 +184,7 @@ int previewCommand(const Args& args) {
       const std::vector<std::string> files = session.usedFiles();
       watchedCount = files.size();
       for (const std::string& missing : watcher->watch(files))
-        std::fprintf(stderr, "vxtool: --watch cannot watch %s (no such folder)\n", missing.c_str());
+        std::fprintf(stderr, "vxtool: --watch cannot watch %s (not a file in an existing folder)\n", missing.c_str());
     };
     if (options.watching) {
       watcher.emplace();
