@@ -246,7 +246,8 @@ if start "$show" --paused --from 2000; then
 fi
 
 # b. Playing, then Space pauses and the frame holds; Space plays on; a jump
-# and frame steps on the 10 fps grid; closing the window quits with 0.
+# and frame steps on the 10 fps grid; an A-B loop; closing the window quits
+# with 0.
 script 50 >"$show/demo.vxc"
 if start "$show" --fps 10; then
   if wait_title "$(at '[0-9]+.[0-9]{3}')" "$(word paused)"; then
@@ -286,6 +287,30 @@ if start "$show" --fps 10; then
   press 1 Return && wait_title "$(at 1.000)" && expect_frame "--fps 10: 1 Enter: frame 10 (1000 ms)" "$(reference "$show" 10 10)"
   press ctrl+Right && wait_title "$(at 1.100)" && expect_frame "--fps 10: Ctrl+Right: frame 11 (1100 ms)" "$(reference "$show" 11 10)"
   press ctrl+Right && wait_title "$(at 1.200)" && expect_frame "--fps 10: Ctrl+Right: frame 12 (1200 ms)" "$(reference "$show" 12 10)"
+
+  # L at 1.2 s and at 2 s: playing goes round from 2 s back to 1.2 s (twice
+  # seen, never past 2.5 s); L again clears the loop.
+  press l && press 2 Return && wait_title "$(at 2.000)" && press l && press space
+  high=1 rounds=0 latest=0 most=0
+  for _ in $(seq 400); do
+    t=$(seconds | tr -d .)
+    [ -n "$t" ] || continue
+    latest=$((10#$t))
+    [ $latest -gt $most ] && most=$latest
+    if [ $latest -ge 1700 ]; then high=1; elif [ $high = 1 ]; then high=0; rounds=$((rounds + 1)); fi
+    [ $rounds -ge 2 ] && break
+    sleep 0.05
+  done
+  if [ $rounds -ge 2 ] && [ $most -le 2500 ]; then
+    pass "L, L: playing loops from 2 s back to 1.2 s"
+  else
+    failed "L, L: playing loops from 2 s back to 1.2 s (went round $rounds times, latest $latest ms, at most $most ms; title '$(title)')"
+  fi
+  press l
+  for _ in $(seq 300); do [ "$(seconds | tr -d .)" -gt 3000 ] 2>/dev/null && break; sleep 0.1; done
+  [ "$(seconds | tr -d .)" -gt 3000 ] 2>/dev/null && pass "L a third time clears the loop" ||
+    failed "L a third time clears the loop (title '$(title)')"
+
   python3 "$scripts/xclose.py" "$id"
   expect_exit "closing the window quits with exit code 0"
 fi
