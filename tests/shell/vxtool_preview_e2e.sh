@@ -39,7 +39,7 @@ trap cleanup EXIT
 trap 'exit 1' INT TERM
 
 # Xvfb picks a free display itself and writes its number when it is ready.
-Xvfb -displayfd 3 -screen 0 640x480x24 -fbdir "$work/fb" -nolisten tcp 3>"$work/display" >/dev/null 2>&1 &
+Xvfb -displayfd 3 -screen 0 1024x768x24 -fbdir "$work/fb" -nolisten tcp 3>"$work/display" >/dev/null 2>&1 &
 xvfb=$!
 for _ in $(seq 300); do [ -s "$work/display" ] && break; sleep 0.1; done
 [ -s "$work/display" ] || { echo "FAIL Xvfb did not start"; exit 1; }
@@ -67,12 +67,13 @@ for f in "$show"/*; do ln -s "$f" "$edited/"; done
 rm "$edited/demo.vxc"
 script 400 >"$edited/demo.vxc"
 
-# reference DIR K [FPS]: frame K of a render of the show in DIR, 320x240.
+# reference DIR K [FPS [SIZE]]: frame K of a render of the show in DIR
+# (default 30 fps, 320x240).
 reference() {
-  local fps=${3:-30} out
-  out="$work/ref-$(basename "$1")-$fps-$2"
+  local fps=${3:-30} size=${4:-320x240} out
+  out="$work/ref-$(basename "$1")-$fps-$size-$2"
   if [ ! -d "$out" ]; then
-    (cd "$1" && "$vxtool" render --fps "$fps" --size 320x240 --quiet --frames-from "$2" --frames-to "$2" \
+    (cd "$1" && "$vxtool" render --fps "$fps" --size "$size" --quiet --frames-from "$2" --frames-to "$2" \
       --frames "$out") >"$out.log" 2>&1 || { echo "  render of frame $2 failed:" >&2; cat "$out.log" >&2; }
   fi
   printf '%s/frame%06d.png' "$out" "$2"
@@ -96,14 +97,15 @@ else
   failed "the reference frames at 10 fps all differ"
 fi
 
-# start DIR ARGS...: vxtool preview run in DIR; sets id, x, y (the window's
-# drawing area on the screen).
+# start DIR ARGS...: vxtool preview run in DIR; sets id and x, y, w, h (the
+# window's drawing area on the screen, as --size or its default asks).
 start() {
-  local dir=$1
+  local dir=$1 arg prev= size=800x600
   shift
+  for arg in "$@"; do [ "$prev" = --size ] && size=$arg; prev=$arg; done
   stop_preview
   rm -f "$work/rc"
-  (cd "$dir" && timeout -k 5 240 "$vxtool" preview --size 320x240 "$@" >"$work/preview.log" 2>&1 &
+  (cd "$dir" && timeout -k 5 240 "$vxtool" preview "$@" >"$work/preview.log" 2>&1 &
     echo $! >"$work/pid"
     wait $!
     echo $? >"$work/rc") &
@@ -116,13 +118,13 @@ start() {
     sleep 0.1
   done
   [ -n "$id" ] || { failed "a window titled 'vxtool preview...' ($*)"; sed 's/^/    | /' "$work/preview.log"; return 1; }
-  local info w h
+  local info
   info=$(xwininfo -id "$id")
   x=$(sed -n 's/^ *Absolute upper-left X: *//p' <<<"$info")
   y=$(sed -n 's/^ *Absolute upper-left Y: *//p' <<<"$info")
   w=$(sed -n 's/^ *Width: *//p' <<<"$info")
   h=$(sed -n 's/^ *Height: *//p' <<<"$info")
-  if [ "${w}x$h" != 320x240 ]; then failed "--size 320x240 gives a ${w}x$h window ($*)"; return 1; fi
+  if [ "${w}x$h" != "$size" ]; then failed "a ${w}x$h window, expected $size ($*)"; return 1; fi
 }
 
 title() { xwininfo -id "$id" 2>/dev/null | sed -n 's/^xwininfo: Window id: [^ ]* "\(.*\)"$/\1/p'; }
@@ -156,10 +158,10 @@ expect_frame() {
   local out
   for _ in $(seq 40); do
     shot now
-    out=$($shots frame "$work/now.xwd" "$x" "$y" 320 240 "$2") && { pass "$1"; return 0; }
+    out=$($shots frame "$work/now.xwd" "$x" "$y" "$w" "$h" "$2") && { pass "$1"; return 0; }
     sleep 0.5
   done
-  out=$($shots frame "$work/now.xwd" "$x" "$y" 320 240 "$2" "$(faildir "$1")")
+  out=$($shots frame "$work/now.xwd" "$x" "$y" "$w" "$h" "$2" "$(faildir "$1")")
   failed "$1: $out (title '$(title)')"
   return 1
 }
@@ -179,9 +181,9 @@ expect_error_screen() {  # expect_error_screen CASE FRAME.png
   local dominant mean out
   for _ in $(seq 40); do
     shot error
-    dominant=$($shots dominant "$work/error.xwd" "$x" "$y" 320 240)
-    mean=$($shots mean "$work/error.xwd" "$x" "$y" 320 240)
-    if ! $shots frame "$work/error.xwd" "$x" "$y" 320 240 "$2" >/dev/null &&
+    dominant=$($shots dominant "$work/error.xwd" "$x" "$y" "$w" "$h")
+    mean=$($shots mean "$work/error.xwd" "$x" "$y" "$w" "$h")
+    if ! $shots frame "$work/error.xwd" "$x" "$y" "$w" "$h" "$2" >/dev/null &&
       awk -v d="$dominant" -v m="$mean" 'BEGIN { split(d, a, " "); split(m, b, " ");
         exit !(a[1] >= 0.3 && b[1] < 90 && b[2] < 90 && b[3] < 90) }'; then
       pass "$1"
@@ -197,7 +199,7 @@ expect_error_screen() {  # expect_error_screen CASE FRAME.png
 # a. Jumps land on the rendered frames: 2 s, one on, ten back (to 0), a
 # typed second, a frame on, Home. Then the figures overlay, R after an edit,
 # a broken edit and its fix, and Escape.
-if start "$show" --paused --from 2000; then
+if start "$show" --size 320x240 --paused --from 2000; then
   wait_title "$(at 2.000)" && wait_title "$(word paused)" && expect_frame "--from 2000 --paused: 2000 ms" "$(reference "$show" 60)"
   press Right && wait_title "$(at 3.000)" && expect_frame "Right: 3000 ms" "$(reference "$show" 90)"
   press shift+Left && wait_title "$(at 0.000)" && expect_frame "Shift+Left from 3 s: 0 ms" "$(reference "$show" 0)"
@@ -211,11 +213,11 @@ if start "$show" --paused --from 2000; then
   press f
   for _ in $(seq 40); do
     shot overlay
-    out=$($shots frame "$work/overlay.xwd" "$x" "$y" 320 240 "$(reference "$show" 60)") || break
+    out=$($shots frame "$work/overlay.xwd" "$x" "$y" "$w" "$h" "$(reference "$show" 60)") || break
     sleep 0.5
   done
   differing=$(grep -Eo '^[0-9]+' <<<"$out")
-  if [ -n "$differing" ] && [ "$differing" -le $((320 * 240 * 9 / 10)) ]; then
+  if [ -n "$differing" ] && [ "$differing" -le $((w * h * 9 / 10)) ]; then
     pass "F draws figures over the frame"
   else
     failed "F draws figures over the frame (${out:-the window still shows the bare frame})"
@@ -249,7 +251,7 @@ fi
 # and frame steps on the 10 fps grid; an A-B loop; closing the window quits
 # with 0.
 script 50 >"$show/demo.vxc"
-if start "$show" --fps 10; then
+if start "$show" --size 320x240 --fps 10; then
   if wait_title "$(at '[0-9]+.[0-9]{3}')" "$(word paused)"; then
     for _ in $(seq 300); do [ "$(seconds | tr -d .)" -ge 500 ] 2>/dev/null && break; sleep 0.1; done
     [ "$(seconds | tr -d .)" -ge 500 ] 2>/dev/null && pass "without --paused the show plays" ||
@@ -265,7 +267,7 @@ if start "$show" --fps 10; then
     sleep 1
     shot held2
     after=$(title)
-    if out=$($shots same "$work/held1.xwd" "$work/held2.xwd" "$x" "$y" 320 240 "$(faildir "pause holds the frame")"); then
+    if out=$($shots same "$work/held1.xwd" "$work/held2.xwd" "$x" "$y" "$w" "$h" "$(faildir "pause holds the frame")"); then
       pass "Space pauses and the frame holds"
     else
       failed "Space pauses and the frame holds: $out"
@@ -319,7 +321,7 @@ fi
 # editors save (a new file renamed over the old), a broken edit and its fix.
 # The show comes from --dir, not the folder the preview runs in.
 script 50 >"$show/demo.vxc"
-if start "$work" --dir "$show" --watch --paused --from 2000; then
+if start "$work" --size 320x240 --dir "$show" --watch --paused --from 2000; then
   wait_title "$(at 2.000)" && expect_frame "--watch --dir: 2000 ms" "$(reference "$show" 60)"
   script 400 >"$show/demo.vxc"
   expect_frame "--watch: an edit shows by itself" "$(reference "$edited" 60)" &&
@@ -338,6 +340,26 @@ if start "$work" --dir "$show" --watch --paused --from 2000; then
     { wait_title "$(at 2.000)" "$(word error)" && pass "--watch: the fix clears the error"; }
   press Escape
   expect_exit "Escape quits a watching preview with exit code 0"
+fi
+
+# g. --archive: the show packed, with a loose script in the folder over the
+# archive's; no --size gives 800x600.
+script 50 >"$show/demo.vxc"
+mkdir -p "$work/loose"
+script 400 >"$work/loose/demo.vxc"
+if (cd "$show" && "$vxtool" pack --show demo.vxc "$work/show.cfl") >"$work/pack.log" 2>&1; then
+  if $shots distinct "$(reference "$show" 60 30 800x600)" "$(reference "$edited" 60 30 800x600)"; then
+    if start "$work/loose" --archive "$work/show.cfl" --paused --from 2000; then
+      wait_title "$(at 2.000)" &&
+        expect_frame "--archive with a loose script over it, 800x600: 2000 ms" "$(reference "$edited" 60 30 800x600)"
+      press Escape
+      expect_exit "Escape quits a preview of an archive with exit code 0"
+    fi
+  else
+    failed "the 800x600 reference frames differ"
+  fi
+else
+  failed "vxtool pack --show"; sed 's/^/    | /' "$work/pack.log"
 fi
 
 exit $fail
