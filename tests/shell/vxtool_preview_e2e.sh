@@ -85,7 +85,7 @@ reference() {
 # 1 s is not what the 30 fps grid draws at 1 s, so a preview replaying on
 # the wrong grid shows.
 if $shots distinct "$(reference "$show" 0)" "$(reference "$show" 30)" "$(reference "$show" 31)" \
-  "$(reference "$show" 60)" "$(reference "$show" 90)" "$(reference "$edited" 60)"; then
+  "$(reference "$show" 60)" "$(reference "$show" 90)" "$(reference "$show" 300)" "$(reference "$edited" 60)"; then
   pass "the reference frames at 30 fps all differ"
 else
   failed "the reference frames at 30 fps all differ"
@@ -196,15 +196,18 @@ expect_error_screen() {  # expect_error_screen CASE FRAME.png
   failed "$1: the window (most common colour: share and RGB $dominant; mean RGB $mean) is no error screen; see $(faildir "$1")/screen.png"
 }
 
-# a. Jumps land on the rendered frames: 2 s, one on, ten back (to 0), a
-# typed second, a frame on, Home. Then the figures overlay, R after an edit,
+# a. Jumps land on the rendered frames: 2 s, one on, one back, ten back
+# (to 0), ten on, a typed second, a frame on, a frame back, Home. Then the figures overlay, R after an edit,
 # a broken edit and its fix, and Escape.
 if start "$show" --size 320x240 --paused --from 2000; then
   wait_title "$(at 2.000)" && wait_title "$(word paused)" && expect_frame "--from 2000 --paused: 2000 ms" "$(reference "$show" 60)"
   press Right && wait_title "$(at 3.000)" && expect_frame "Right: 3000 ms" "$(reference "$show" 90)"
-  press shift+Left && wait_title "$(at 0.000)" && expect_frame "Shift+Left from 3 s: 0 ms" "$(reference "$show" 0)"
+  press Left && wait_title "$(at 2.000)" && expect_frame "Left: 2000 ms" "$(reference "$show" 60)"
+  press shift+Left && wait_title "$(at 0.000)" && expect_frame "Shift+Left from 2 s: 0 ms" "$(reference "$show" 0)"
+  press shift+Right && wait_title "$(at 10.000)" && expect_frame "Shift+Right: 10000 ms" "$(reference "$show" 300)"
   press 1 Return && wait_title "$(at 1.000)" && expect_frame "1 Enter: 1000 ms" "$(reference "$show" 30)"
   press ctrl+Right && wait_title "$(at 1.033)" && expect_frame "Ctrl+Right: frame 31 (1033 ms)" "$(reference "$show" 31)"
+  press ctrl+Left && wait_title "$(at 1.000)" && expect_frame "Ctrl+Left: frame 30 (1000 ms)" "$(reference "$show" 30)"
   wait_title "$(word paused)" || failed "the jumps keep the preview paused"
   press Home && wait_title "$(at 0.000)" && expect_frame "Home: 0 ms" "$(reference "$show" 0)"
   press 2 Return && wait_title "$(at 2.000)" && expect_frame "2 Enter: 2000 ms" "$(reference "$show" 60)"
