@@ -4,7 +4,7 @@
 # frames vxtool render writes for the same show times.
 #   vxtool_preview_e2e.sh PATH/TO/vxtool PATH/TO/vx_showgen
 # A failing comparison writes expected.png, actual.png and diff.png into
-# pixel-failures/CASE under the folder it runs in (the build folder under
+# pixel-failures/preview/CASE under the folder it runs in (the build folder under
 # ctest) and names that folder.
 set -u
 vxtool=$(realpath "$1")
@@ -12,7 +12,8 @@ showgen=$(realpath "$2")
 here=$(cd "$(dirname "$0")" && pwd)
 scripts=$here/../../scripts
 shots="python3 $scripts/shotcompare.py"
-failures=$PWD/pixel-failures
+failures=$PWD/pixel-failures/preview
+rm -rf "$failures"
 fail=0
 work=$(mktemp -d)
 mkdir -p "$work/fb"
@@ -344,6 +345,30 @@ if start "$work" --size 320x240 --dir "$show" --watch --paused --from 2000; then
   press Escape
   expect_exit "Escape quits a watching preview with exit code 0"
 fi
+
+# h. A show that fails from the start: the error screen, no exit; R after
+# the fix, or the fix alone under --watch, plays it.
+for watching in "" --watch; do
+  broken >"$show/demo.vxc"
+  if start "$show" --size 320x240 --paused --from 2000 $watching; then
+    if wait_title "$(word error)"; then
+      pass "${watching:+$watching: }a show broken from the start: error in the title"
+      expect_error_screen "${watching:+$watching: }a show broken from the start: the error screen" "$(reference "$edited" 60)"
+      [ -f "$work/rc" ] && failed "${watching:+$watching: }a show broken from the start: the preview exited ($(cat "$work/rc"))"
+    else
+      failed "${watching:+$watching: }a show broken from the start: error in the title"
+    fi
+    script 400 >"$show/demo.vxc"
+    if [ -n "$watching" ]; then
+      expect_frame "--watch: the fix of a show broken from the start shows by itself" "$(reference "$edited" 60)"
+    else
+      press r && expect_frame "R after the fix of a show broken from the start: 2000 ms" "$(reference "$edited" 60)" &&
+        { wait_title "$(at 2.000)" "$(word error)" && pass "R after the fix of a show broken from the start: no error in the title"; }
+    fi
+    press Escape
+    expect_exit "${watching:+$watching: }Escape quits a preview of a broken show with exit code 0"
+  fi
+done
 
 # g. --archive: the show packed, with a loose script in the folder over the
 # archive's; no --size gives 800x600.
