@@ -80,7 +80,7 @@ reference() {
   printf '%s/frame%06d.png' "$out" "$2"
 }
 
-# Every comparison below could not fail if the frames it tells apart were
+# Every comparison below could not fail if the frames it distinguishes were
 # equal: the show must change between them. (Its first two frames are
 # equal, at any rate: the first draw moves nothing.) On the 10 fps grid,
 # 1 s is not what the 30 fps grid draws at 1 s, so a preview replaying on
@@ -177,7 +177,8 @@ expect_exit() {
 }
 
 # An error screen: not the frame, a dark area mostly of one colour (the
-# background behind the message's panel).
+# background behind the message's panel; the show's darkest frames have no
+# colour on more than 2% of their pixels).
 expect_error_screen() {  # expect_error_screen CASE FRAME.png
   local dominant mean out
   for _ in $(seq 40); do
@@ -192,9 +193,8 @@ expect_error_screen() {  # expect_error_screen CASE FRAME.png
     fi
     sleep 0.5
   done
-  mkdir -p "$(faildir "$1")"
-  python3 "$scripts/xwd2png.py" "$work/error.xwd" "$(faildir "$1")/screen.png"
-  failed "$1: the window (most common colour: share and RGB $dominant; mean RGB $mean) is no error screen; see $(faildir "$1")/screen.png"
+  out=$($shots frame "$work/error.xwd" "$x" "$y" "$w" "$h" "$2" "$(faildir "$1")")
+  failed "$1: the window (most common colour: share and RGB $dominant; mean RGB $mean) is no error screen; ${out:-it shows the frame}"
 }
 
 # a. Jumps land on the rendered frames: 2 s, one on, one back, ten back
