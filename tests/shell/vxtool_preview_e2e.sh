@@ -136,7 +136,8 @@ at() { printf '(^|[^0-9.])%s s' "${1//./\\.}"; }
 word() { printf '(^|[^[:alpha:]])%s($|[^[:alpha:]])' "$1"; }
 
 # wait_title PATTERN [NOT-PATTERN]: until the title matches PATTERN and not
-# NOT-PATTERN (up to 60 s: a jump replays the show from its start).
+# NOT-PATTERN (up to 60 s: a jump replays the show from its start); a FAIL
+# line when it never does.
 wait_title() {
   local t
   for _ in $(seq 600); do
@@ -144,11 +145,14 @@ wait_title() {
     if grep -Eq -- "$1" <<<"$t" && { [ -z "${2:-}" ] || ! grep -Eq -- "$2" <<<"$t"; }; then return 0; fi
     sleep 0.1
   done
-  echo "  title '$t' never matched '$1'${2:+ without '$2'}"
+  failed "the title '$t' never matched '$1'${2:+ without '$2'}"
   return 1
 }
 
-press() { xdotool windowfocus "$id" 2>/dev/null; xdotool key --window "$id" "$@"; }
+press() {
+  xdotool windowfocus "$id" 2>/dev/null
+  xdotool key --window "$id" "$@" || { failed "xdotool key $* to the window $id"; return 1; }
+}
 
 shot() { cp "$work/fb/Xvfb_screen0" "$work/$1.xwd"; }
 
