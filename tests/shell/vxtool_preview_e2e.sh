@@ -67,6 +67,13 @@ mkdir -p "$edited"
 for f in "$show"/*; do ln -s "$f" "$edited/"; done
 rm "$edited/demo.vxc"
 script 400 >"$edited/demo.vxc"
+# The show with another picture for the orb (the spark).
+picture=$work/picture
+mkdir -p "$picture"
+for f in "$show"/*; do ln -s "$f" "$picture/"; done
+rm "$picture/demo.vxc" "$picture/orb.png"
+script 50 >"$picture/demo.vxc"
+cp "$show/spark.png" "$picture/orb.png"
 
 # reference DIR K [FPS [SIZE]]: frame K of a render of the show in DIR
 # (default 30 fps, 320x240).
@@ -86,7 +93,8 @@ reference() {
 # 1 s is not what the 30 fps grid draws at 1 s, so a preview replaying on
 # the wrong grid shows.
 if $shots distinct "$(reference "$show" 0)" "$(reference "$show" 30)" "$(reference "$show" 31)" \
-  "$(reference "$show" 60)" "$(reference "$show" 90)" "$(reference "$show" 300)" "$(reference "$edited" 60)"; then
+  "$(reference "$show" 60)" "$(reference "$show" 90)" "$(reference "$show" 300)" "$(reference "$edited" 60)" \
+  "$(reference "$picture" 60)"; then
   pass "the reference frames at 30 fps all differ"
 else
   failed "the reference frames at 30 fps all differ"
@@ -202,7 +210,8 @@ expect_error_screen() {  # expect_error_screen CASE FRAME.png
 }
 
 # a. Jumps land on the rendered frames: 2 s, one on, one back, ten back
-# (to 0), ten on, a typed second, a frame on, a frame back, Home. Then the figures overlay, R after an edit,
+# (to 0), ten on, a typed second, a frame on, a frame back, Home, two typed
+# digits. Then the figures overlay, R after an edit,
 # a broken edit and its fix, and Escape.
 if start "$show" --size 320x240 --paused --from 2000; then
   wait_title "$(at 2.000)" && wait_title "$(word paused)" && expect_frame "--from 2000 --paused: 2000 ms" "$(reference "$show" 60)"
@@ -215,6 +224,7 @@ if start "$show" --size 320x240 --paused --from 2000; then
   press ctrl+Left && wait_title "$(at 1.000)" && expect_frame "Ctrl+Left: frame 30 (1000 ms)" "$(reference "$show" 30)"
   wait_title "$(word paused)" || failed "the jumps keep the preview paused"
   press Home && wait_title "$(at 0.000)" && expect_frame "Home: 0 ms" "$(reference "$show" 0)"
+  press 1 0 Return && wait_title "$(at 10.000)" && expect_frame "1 0 Enter: 10000 ms" "$(reference "$show" 300)"
   press 2 Return && wait_title "$(at 2.000)" && expect_frame "2 Enter: 2000 ms" "$(reference "$show" 60)"
 
   # F: figures drawn over the frame, and off again.
@@ -326,7 +336,8 @@ if start "$show" --size 320x240 --fps 10; then
 fi
 
 # e. --watch reloads without a key: an edit, the original saved back the way
-# editors save (a new file renamed over the old), a broken edit and its fix.
+# editors save (a new file renamed over the old), a picture the show loads
+# changed and changed back, a broken edit and its fix.
 # The show comes from --dir, not the folder the preview runs in.
 script 50 >"$show/demo.vxc"
 if start "$work" --size 320x240 --dir "$show" --watch --paused --from 2000; then
@@ -336,6 +347,11 @@ if start "$work" --size 320x240 --dir "$show" --watch --paused --from 2000; then
     { wait_title "$(at 2.000)" && wait_title "$(word paused)" && pass "--watch keeps the time and the pause"; }
   script 50 >"$show/demo.vxc.new" && mv "$show/demo.vxc.new" "$show/demo.vxc"
   expect_frame "--watch: a save by rename shows by itself" "$(reference "$show" 60)"
+  cp "$show/orb.png" "$work/orb.png"
+  cp "$picture/orb.png" "$show/orb.png"
+  expect_frame "--watch: a changed picture shows by itself" "$(reference "$picture" 60)"
+  cp "$work/orb.png" "$show/orb.png"
+  expect_frame "--watch: the picture changed back shows by itself" "$(reference "$show" 60)"
   broken >"$show/demo.vxc"
   if wait_title "$(word error)"; then
     pass "--watch: a broken edit puts error in the title"
