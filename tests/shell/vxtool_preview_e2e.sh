@@ -21,13 +21,26 @@ mkdir -p "$work/fb"
 pass() { echo "PASS $*"; }
 failed() { echo "FAIL $*"; fail=1; }
 
-# The preview runs under timeout; its pid is in $work/pid, its exit code
-# goes to $work/rc.
+# Each preview runs under timeout, with its own files: $run.pid (timeout's
+# pid), $run.rc (its exit code) and $run.log (its output).
+runs=0
+run=$work/run0
 stop_preview() {
-  [ -f "$work/pid" ] || return 0
-  [ -f "$work/rc" ] || kill "$(cat "$work/pid")" 2>/dev/null
-  for _ in $(seq 150); do [ -f "$work/rc" ] && break; sleep 0.1; done
-  rm -f "$work/pid"
+  [ -f "$run.pid" ] || return 0
+  local tpid child
+  tpid=$(cat "$run.pid")
+  if [ ! -f "$run.rc" ]; then
+    child=$(ps -o pid= --ppid "$tpid" 2>/dev/null | tr -d ' ')
+    kill "$tpid" 2>/dev/null
+    for _ in $(seq 100); do [ -f "$run.rc" ] && break; sleep 0.1; done
+    if [ ! -f "$run.rc" ]; then
+      echo "  the preview (pid ${child:-?}) outlived SIGTERM by 10 s: killed"
+      [ -n "$child" ] && kill -KILL "$child" 2>/dev/null
+      kill -KILL "$tpid" 2>/dev/null
+      for _ in $(seq 50); do [ -f "$run.rc" ] && break; sleep 0.1; done
+    fi
+  fi
+  rm -f "$run.pid"
 }
 xvfb=
 cleanup() {
@@ -39,12 +52,21 @@ cleanup() {
 trap cleanup EXIT
 trap 'exit 1' INT TERM
 
-# Xvfb picks a free display itself and writes its number when it is ready.
-Xvfb -displayfd 3 -screen 0 1024x768x24 -fbdir "$work/fb" -nolisten tcp 3>"$work/display" >/dev/null 2>&1 &
-xvfb=$!
-for _ in $(seq 300); do [ -s "$work/display" ] && break; sleep 0.1; done
-[ -s "$work/display" ] || { echo "FAIL Xvfb did not start"; exit 1; }
-export SDL_AUDIODRIVER=dummy DISPLAY=":$(head -n1 "$work/display")"
+# Xvfb on a random display far from the usual ones (a display number in
+# use makes it exit: another one is tried); it writes the number when ready.
+for _ in 1 2 3 4 5; do
+  display=$((1000 + RANDOM % 30000))
+  rm -f "$work/display"
+  Xvfb ":$display" -displayfd 3 -screen 0 1024x768x24 -fbdir "$work/fb" -nolisten tcp 3>"$work/display" \
+    >"$work/xvfb.log" 2>&1 &
+  xvfb=$!
+  for _ in $(seq 300); do [ -s "$work/display" ] && break; kill -0 $xvfb 2>/dev/null || break; sleep 0.1; done
+  [ -s "$work/display" ] && break
+  kill $xvfb 2>/dev/null
+  xvfb=
+done
+[ -n "$xvfb" ] || { echo "FAIL Xvfb did not start"; cat "$work/xvfb.log"; exit 1; }
+export SDL_AUDIODRIVER=dummy DISPLAY=":$display"
 
 if $shots selftest; then pass "shotcompare decodes PNGs of every row filter"; else failed "shotcompare's PNG decoder"; fi
 
@@ -113,20 +135,29 @@ start() {
   shift
   for arg in "$@"; do [ "$prev" = --size ] && size=$arg; prev=$arg; done
   stop_preview
-  rm -f "$work/rc"
-  (cd "$dir" && timeout -k 5 240 "$vxtool" preview "$@" >"$work/preview.log" 2>&1 &
-    echo $! >"$work/pid"
+  # The last preview's window may outlive its process for a moment.
+  for _ in $(seq 100); do xwininfo -root -children 2>/dev/null | grep -qF '"vxtool preview' || break; sleep 0.1; done
+  runs=$((runs + 1))
+  run=$work/run$runs
+  (cd "$dir" && timeout -k 5 240 "$vxtool" preview "$@" >"$run.log" 2>&1 &
+    echo $! >"$run.pid"
     wait $!
-    echo $? >"$work/rc") &
-  for _ in $(seq 100); do [ -s "$work/pid" ] && break; sleep 0.1; done
+    echo $? >"$run.rc") &
+  for _ in $(seq 100); do [ -s "$run.pid" ] && break; sleep 0.1; done
   id=
   for _ in $(seq 300); do
     id=$(xwininfo -root -children 2>/dev/null | grep -F '"vxtool preview' | awk '{ print $1; exit }')
     [ -n "$id" ] && break
-    [ -f "$work/rc" ] && break
+    [ -f "$run.rc" ] && break
     sleep 0.1
   done
-  [ -n "$id" ] || { failed "a window titled 'vxtool preview...' ($*)"; sed 's/^/    | /' "$work/preview.log"; return 1; }
+  if [ -z "$id" ]; then
+    failed "a window titled 'vxtool preview...' ($*; exit code $(cat "$run.rc" 2>/dev/null || echo "none: still running"))"
+    sed 's/^/    | /' "$run.log"
+    echo "  the screen's windows:"
+    xwininfo -root -children 2>&1 | sed 's/^/    | /'
+    return 1
+  fi
   local info
   info=$(xwininfo -id "$id")
   x=$(sed -n 's/^ *Absolute upper-left X: *//p' <<<"$info")
@@ -182,10 +213,23 @@ expect_frame() {
 # expect_exit CASE: the preview ends by itself with exit code 0 (up to 30 s).
 expect_exit() {
   local rc
-  for _ in $(seq 300); do [ -f "$work/rc" ] && break; sleep 0.1; done
-  rc=$(cat "$work/rc" 2>/dev/null || echo "none (still running)")
-  if [ "$rc" = 0 ]; then pass "$1"; else failed "$1: exit code $rc"; sed 's/^/    | /' "$work/preview.log"; fi
+  for _ in $(seq 300); do [ -f "$run.rc" ] && break; sleep 0.1; done
+  rc=$(cat "$run.rc" 2>/dev/null || echo "none (still running)")
+  if [ "$rc" = 0 ]; then pass "$1"; else failed "$1: exit code $rc"; sed 's/^/    | /' "$run.log"; fi
   stop_preview
+}
+
+# expect_quit CASE ACTION...: the preview still runs, and ACTION ends it
+# with exit code 0.
+expect_quit() {
+  if [ -f "$run.rc" ]; then
+    failed "$1: the preview had already ended (exit code $(cat "$run.rc"))"
+    sed 's/^/    | /' "$run.log"
+    stop_preview
+    return 1
+  fi
+  "${@:2}"
+  expect_exit "$1"
 }
 
 # An error screen: not the frame, a dark area mostly of one colour (the
@@ -261,8 +305,7 @@ if start "$show" --size 320x240 --paused --from 2000; then
   wait_title "$(at 2.000)" "$(word error)" && pass "R after the fix: no error in the title"
 
   # f. Escape quits with 0.
-  press Escape
-  expect_exit "Escape quits with exit code 0"
+  expect_quit "Escape quits with exit code 0" press Escape
 fi
 
 # b. Playing, then Space pauses and the frame holds; Space plays on; a jump
@@ -331,8 +374,7 @@ if start "$show" --size 320x240 --fps 10; then
   [ "$(seconds | tr -d .)" -gt 3000 ] 2>/dev/null && pass "L a third time clears the loop" ||
     failed "L a third time clears the loop (title '$(title)')"
 
-  python3 "$scripts/xclose.py" "$id"
-  expect_exit "closing the window quits with exit code 0"
+  expect_quit "closing the window quits with exit code 0" python3 "$scripts/xclose.py" "$id"
 fi
 
 # e. --watch reloads without a key: an edit, the original saved back the way
@@ -362,8 +404,7 @@ if start "$work" --size 320x240 --dir "$show" --watch --paused --from 2000; then
   script 50 >"$show/demo.vxc"
   expect_frame "--watch: the fix of a broken edit shows by itself" "$(reference "$show" 60)" &&
     { wait_title "$(at 2.000)" "$(word error)" && pass "--watch: the fix clears the error"; }
-  press Escape
-  expect_exit "Escape quits a watching preview with exit code 0"
+  expect_quit "Escape quits a watching preview with exit code 0" press Escape
 fi
 
 # h. A show that fails from the start: the error screen, no exit; R after
@@ -374,7 +415,7 @@ for watching in "" --watch; do
     if wait_title "$(word error)"; then
       pass "${watching:+$watching: }a show broken from the start: error in the title"
       expect_error_screen "${watching:+$watching: }a show broken from the start: the error screen" "$(reference "$edited" 60)"
-      [ -f "$work/rc" ] && failed "${watching:+$watching: }a show broken from the start: the preview exited ($(cat "$work/rc"))"
+      [ -f "$run.rc" ] && failed "${watching:+$watching: }a show broken from the start: the preview exited ($(cat "$run.rc"))"
     else
       failed "${watching:+$watching: }a show broken from the start: error in the title"
     fi
@@ -385,8 +426,7 @@ for watching in "" --watch; do
       press r && expect_frame "R after the fix of a show broken from the start: 2000 ms" "$(reference "$edited" 60)" &&
         { wait_title "$(at 2.000)" "$(word error)" && pass "R after the fix of a show broken from the start: no error in the title"; }
     fi
-    press Escape
-    expect_exit "${watching:+$watching: }Escape quits a preview of a broken show with exit code 0"
+    expect_quit "${watching:+$watching: }Escape quits a preview of a broken show with exit code 0" press Escape
   fi
 done
 
@@ -400,8 +440,7 @@ if (cd "$show" && "$vxtool" pack --show demo.vxc "$work/show.cfl") >"$work/pack.
     if start "$work/loose" --archive "$work/show.cfl" --paused --from 2000; then
       wait_title "$(at 2.000)" &&
         expect_frame "--archive with a loose script over it, 800x600: 2000 ms" "$(reference "$edited" 60 30 800x600)"
-      press Escape
-      expect_exit "Escape quits a preview of an archive with exit code 0"
+      expect_quit "Escape quits a preview of an archive with exit code 0" press Escape
     fi
   else
     failed "the 800x600 reference frames differ"
