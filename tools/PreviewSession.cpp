@@ -131,13 +131,19 @@ bool PreviewSession::load(double targetMs) {
   // What the shows before left on the device goes, as a render starts on
   // a new device.
   resetDeviceStates(m_device, true);
+  // The scripts asked for are watched whether the parse succeeds or not, so
+  // that fixing a broken script reloads it.
+  std::vector<std::string> scripts;
+  struct WatchScripts {
+    std::vector<std::string>& scripts;
+    std::set<std::string>& files;
+    ~WatchScripts() { files.insert(scripts.begin(), scripts.end()); }
+  } watchScripts{scripts, m_files};
   try {
     m_device->AddRef();  // the show's own reference
     m_show = std::make_unique<Show>(m_device, Show::Clock::Virtual);
     std::string error;
-    std::vector<std::string> scripts;
     const bool started = startShow(*m_show, m_options.archive, &error, &scripts, m_options.script);
-    m_files.insert(scripts.begin(), scripts.end());
     if (!started) {
       fail(error);
       return false;
@@ -268,27 +274,35 @@ void PreviewSession::drawHeldFrame() {
   m_device->Present(nullptr, nullptr, nullptr, nullptr);
 }
 
+std::size_t PreviewSession::textColumns(int x) const {
+  IDirect3DSurface9* backBuffer = nullptr;
+  D3DSURFACE_DESC desc{};
+  if (SUCCEEDED(m_device->GetBackBuffer(0, 0, D3DBACKBUFFER_TYPE_MONO, &backBuffer)) && backBuffer) {
+    backBuffer->GetDesc(&desc);
+    backBuffer->Release();
+  }
+  // The panel's padding on both sides and the margin on the right.
+  const int room = int(desc.Width) - 2 * x - 12;
+  return std::max<std::size_t>(16, std::size_t(std::max(room, 0)) / std::size_t(TextOverlay::glyphWidth()));
+}
+
 void PreviewSession::drawErrorScreen() {
   m_device->Clear(0, nullptr, D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER, D3DCOLOR_XRGB(24, 8, 8), 1.0f, 0);
   m_device->BeginScene();
   if (m_text) {
-    IDirect3DSurface9* backBuffer = nullptr;
-    D3DSURFACE_DESC desc{};
-    if (SUCCEEDED(m_device->GetBackBuffer(0, 0, D3DBACKBUFFER_TYPE_MONO, &backBuffer)) && backBuffer) {
-      backBuffer->GetDesc(&desc);
-      backBuffer->Release();
-    }
-    const std::size_t columns =
-        std::max<std::size_t>(20, (desc.Width > 40 ? desc.Width - 40 : 0) / std::size_t(TextOverlay::glyphWidth()));
     TextPanel panel;
     panel.x = 12;
     panel.y = 12;
     panel.background = 0xE0400000;
-    panel.lines.push_back("The show stopped at " + seconds(m_showMs) + ":");
+    const std::size_t columns = textColumns(panel.x) - 2;
+    for (const std::string& line : wrap("The show stopped at " + seconds(m_showMs) + ":", columns + 2))
+      panel.lines.push_back(line);
     for (const std::string& line : wrap(m_error, columns)) panel.lines.push_back("  " + line);
     panel.lines.push_back("");
-    panel.lines.push_back(m_options.watching ? "Fix it and save: the preview reloads by itself (or press R)."
-                                             : "Fix it and press R to reload.");
+    for (const std::string& line : wrap(m_options.watching ? "Fix it and save: the preview reloads by itself (or press R)."
+                                                           : "Fix it and press R to reload.",
+                                        columns + 2))
+      panel.lines.push_back(line);
     m_text->draw(panel);
   }
   m_device->EndScene();
@@ -300,7 +314,9 @@ void PreviewSession::drawOverlay() {
   TextPanel panel;
   panel.x = 8;
   panel.y = 8;
-  panel.lines = overlayLines();
+  const std::size_t columns = textColumns(panel.x);
+  for (const std::string& line : overlayLines())
+    for (const std::string& part : wrap(line, columns)) panel.lines.push_back(part);
   m_text->draw(panel);
 }
 

@@ -112,6 +112,8 @@ class PreviewSession {
   void drawHeldFrame();
   void drawErrorScreen();
   void drawOverlay();
+  // Characters of text that fit across the window from x, for wrapping.
+  std::size_t textColumns(int x) const;
   void captureBackBuffer();
   void noteFrameDrawn(double wallMs);
   void resumeClock(double wallMs);

@@ -294,6 +294,10 @@ TEST_F(PreviewSessionTest, EditsReloadAtTheSameTimeAndBrokenShowsRecover) {
   EXPECT_NE(session.error().find("demo.vxc:8: setlayr back -20"), std::string::npos) << session.error();
   EXPECT_EQ(session.figures().error, session.error());
   EXPECT_DOUBLE_EQ(session.showMs(), 800);
+  {
+    const std::vector<std::string> used = session.usedFiles();
+    EXPECT_NE(std::find(used.begin(), used.end(), "demo.vxc"), used.end()) << "the broken script is watched for its fix";
+  }
   session.tick(5000);
   const std::vector<D3DCOLOR> errorScreen = screen();
   ASSERT_EQ(errorScreen.size(), std::size_t(kWidth) * kHeight);
