@@ -1,13 +1,13 @@
 // The preview's own drawing over a show (the held frame) gives the device's
 // states back as found, and a device that drew a show is put back to a new
 // device's states before the next show starts on it.
+#include "OffscreenDevice.h"
 #include "platform/gfx/D3D9Defaults.h"
-#include "platform/gfx/Direct3D9.h"
-#include "platform/gfx/gl/GlDirect3D.h"
 #include "tools/DeviceStates.h"
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <vector>
 
 namespace {
@@ -18,29 +18,14 @@ constexpr D3DCOLOR kClear = 0xFF204060;
 class DeviceStatesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    registerGlDirect3DBackend();
-    m_d3d = Direct3DCreate9(D3D_SDK_VERSION);
-    ASSERT_NE(m_d3d, nullptr);
-    D3DPRESENT_PARAMETERS params{};
-    params.BackBufferWidth = kWidth;
-    params.BackBufferHeight = kHeight;
-    params.BackBufferFormat = D3DFMT_X8R8G8B8;
-    params.BackBufferCount = 1;
-    params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-    params.Windowed = TRUE;
-    params.EnableAutoDepthStencil = TRUE;
-    params.AutoDepthStencilFormat = D3DFMT_D24X8;
-    ASSERT_EQ(m_d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, nullptr, D3DCREATE_HARDWARE_VERTEXPROCESSING,
-                                  &params, &m_device),
-              D3D_OK);
+    m_gfx = std::make_unique<OffscreenDevice>(kWidth, kHeight);
+    m_device = m_gfx->device;
+    ASSERT_NE(m_device, nullptr);
   }
-  void TearDown() override {
-    if (m_device) m_device->Release();
-    if (m_d3d) m_d3d->Release();
-  }
+  void TearDown() override { m_gfx.reset(); }
 
-  IDirect3D9* m_d3d = nullptr;
-  IDirect3DDevice9* m_device = nullptr;
+  std::unique_ptr<OffscreenDevice> m_gfx;
+  IDirect3DDevice9* m_device = nullptr;  // m_gfx's
 };
 
 }  // namespace

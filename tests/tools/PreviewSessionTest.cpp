@@ -10,12 +10,12 @@
 // frame 37, the end in frame 61.
 #include "ArchiveTestUtil.h"
 #include "PixelCompare.h"
+#include "RangeTestShow.h"
 #include "ToolRun.h"
 #include "archive/CFLArchive.h"
 #include "audio/MP3Player.h"
 #include "platform/d3dx/ImageDecoder.h"
-#include "platform/gfx/Direct3D9.h"
-#include "platform/gfx/gl/GlDirect3D.h"
+#include "OffscreenDevice.h"
 #include "platform/sound/SoundOffline.h"
 #include "script/Show.h"
 #include "tools/ArchiveWriter.h"
@@ -32,20 +32,7 @@
 
 namespace {
 
-const char* kScript =
-    "loadimage backdrop.jpg back\nloadimage spin.seq spin\nloadimage orb.png orb\n"
-    "loadscene orbit.vxk orbit\nloadscene hall.vxk hall\nloadmusic tune.mp3 tune\n"
-    "settime 0\n"
-    "setlayer back -20\n"
-    "setlayer spin 14\nsetlayeradditive 14 1\nsetlayerpos 14 300 200\nsetlayerposdelta 14 -80 30\n"
-    "setlayer orb 12\nsetlayeralphadelta 12 -0.4\n"
-    "playmusic tune 1500\n"
-    "waituntil 320\nplayscene orbit 1\nsetscenetime 0\nremovelayer -20\n"
-    "waituntil 720\nshakecamera 80000 2.5 2 0.5 0.04\nsetactivecamera Ring\n"
-    "waituntil 1000\nsettime 2000\nsetlayeralpha 12 1\n"
-    "waituntil 2400\nxfadescene hall 600 0 1\n"
-    "wait 500\nsetvolume 128\n"
-    "wait 400\n";
+const char* const kScript = kRangeTestScript;
 constexpr int kWidth = 160, kHeight = 120;
 constexpr double kFps = 25;
 
@@ -80,26 +67,11 @@ class PreviewSessionTest : public ::testing::Test {
 
   void SetUp() override {
     ASSERT_TRUE(s_show);
-    registerGlDirect3DBackend();
-    m_d3d = Direct3DCreate9(D3D_SDK_VERSION);
-    ASSERT_NE(m_d3d, nullptr);
-    D3DPRESENT_PARAMETERS params{};
-    params.BackBufferWidth = kWidth;
-    params.BackBufferHeight = kHeight;
-    params.BackBufferFormat = D3DFMT_X8R8G8B8;
-    params.BackBufferCount = 1;
-    params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-    params.Windowed = TRUE;
-    params.EnableAutoDepthStencil = TRUE;
-    params.AutoDepthStencilFormat = D3DFMT_D24X8;
-    ASSERT_EQ(m_d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, nullptr, D3DCREATE_HARDWARE_VERTEXPROCESSING,
-                                  &params, &m_device),
-              D3D_OK);
+    m_gfx = std::make_unique<OffscreenDevice>(kWidth, kHeight);
+    m_device = m_gfx->device;
+    ASSERT_NE(m_device, nullptr);
   }
-  void TearDown() override {
-    if (m_device) m_device->Release();
-    if (m_d3d) m_d3d->Release();
-  }
+  void TearDown() override { m_gfx.reset(); }
 
   std::vector<D3DCOLOR> screen() {
     IDirect3DSurface9* backBuffer = nullptr;
@@ -125,8 +97,8 @@ class PreviewSessionTest : public ::testing::Test {
   }
 
   static std::unique_ptr<TempDir> s_show;
-  IDirect3D9* m_d3d = nullptr;
-  IDirect3DDevice9* m_device = nullptr;
+  std::unique_ptr<OffscreenDevice> m_gfx;
+  IDirect3DDevice9* m_device = nullptr;  // m_gfx's
 };
 std::unique_ptr<TempDir> PreviewSessionTest::s_show;
 

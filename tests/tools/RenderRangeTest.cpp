@@ -10,6 +10,7 @@
 // in frame 26, a cross-fade into the hall from frame 37 (inside "wait 500"),
 // a volume change in frame 50 and the end in frame 61.
 #include "ArchiveTestUtil.h"
+#include "RangeTestShow.h"
 #include "ToolRun.h"
 
 #include <gtest/gtest.h>
@@ -21,20 +22,7 @@
 
 namespace {
 
-const char* kScript =
-    "loadimage backdrop.jpg back\nloadimage spin.seq spin\nloadimage orb.png orb\n"
-    "loadscene orbit.vxk orbit\nloadscene hall.vxk hall\nloadmusic tune.mp3 tune\n"
-    "settime 0\n"
-    "setlayer back -20\n"
-    "setlayer spin 14\nsetlayeradditive 14 1\nsetlayerpos 14 300 200\nsetlayerposdelta 14 -80 30\n"
-    "setlayer orb 12\nsetlayeralphadelta 12 -0.4\n"
-    "playmusic tune 1500\n"
-    "waituntil 320\nplayscene orbit 1\nsetscenetime 0\nremovelayer -20\n"
-    "waituntil 720\nshakecamera 80000 2.5 2 0.5 0.04\nsetactivecamera Ring\n"
-    "waituntil 1000\nsettime 2000\nsetlayeralpha 12 1\n"
-    "waituntil 2400\nxfadescene hall 600 0 1\n"
-    "wait 500\nsetvolume 128\n"
-    "wait 400\n";
+const char* const kScript = kRangeTestScript;
 constexpr int kLastFrame = 61;
 constexpr std::size_t kWavBytesPerFrame = 1764 * 4;  // stereo, 16-bit
 const char* kRender = "render --fps 25 --size 160x120 --quiet ";
