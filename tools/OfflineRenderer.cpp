@@ -13,6 +13,7 @@
 #include "script/Show.h"
 #include "script/ScriptItem.h"
 #include "tools/MediaWriters.h"
+#include "tools/DeviceHolder.h"
 #include "tools/FrameGrid.h"
 #include "tools/RenderProgress.h"
 #include "tools/ShowFailure.h"
@@ -121,15 +122,6 @@ long residentKb() {
   std::fclose(status);
   return kb;
 }
-
-struct DeviceHolder {
-  IDirect3D9* d3d = nullptr;
-  IDirect3DDevice9* device = nullptr;
-  ~DeviceHolder() {
-    if (device) device->Release();
-    if (d3d) d3d->Release();
-  }
-};
 
 bool render(const RenderOptions& options, RenderResult* result, std::string* error) {
   *result = RenderResult{};

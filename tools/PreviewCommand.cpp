@@ -8,6 +8,7 @@
 #include "platform/sound/FSound.h"
 #include "tools/ArchiveCommands.h"
 #include "tools/CommandLine.h"
+#include "tools/DeviceHolder.h"
 #include "tools/PreviewKeys.h"
 #include "tools/PreviewSession.h"
 #include "tools/ToolIO.h"
@@ -87,15 +88,6 @@ std::string titleOf(const PreviewSession& session, const std::string& script, co
   if (!keys.typed().empty()) title += " - go to " + keys.typed() + " s";
   return title;
 }
-
-struct DeviceHolder {
-  IDirect3D9* d3d = nullptr;
-  IDirect3DDevice9* device = nullptr;
-  ~DeviceHolder() {
-    if (device) device->Release();
-    if (d3d) d3d->Release();
-  }
-};
 
 }  // namespace
 
