@@ -1,5 +1,6 @@
 #include "render/TextOverlay.h"
 
+#include "render/DeviceStates.h"
 #include "render/FixedFont.h"
 
 #include <algorithm>
@@ -81,108 +82,6 @@ const SamplerStateValue kSamplerStates[] = {
     {D3DSAMP_ADDRESSU, D3DTADDRESS_CLAMP}, {D3DSAMP_ADDRESSV, D3DTADDRESS_CLAMP},
     {D3DSAMP_MAGFILTER, D3DTEXF_POINT},    {D3DSAMP_MINFILTER, D3DTEXF_POINT},
     {D3DSAMP_MIPFILTER, D3DTEXF_NONE},     {D3DSAMP_SRGBTEXTURE, FALSE},
-};
-
-constexpr std::size_t kRenderStateCount = sizeof kRenderStates / sizeof kRenderStates[0];
-constexpr std::size_t kStageStateCount = sizeof kStageStates / sizeof kStageStates[0];
-constexpr std::size_t kSamplerStateCount = sizeof kSamplerStates / sizeof kSamplerStates[0];
-
-// What the overlay's states replaced, read back before setting them and set
-// again by restore(). A state the device cannot report is left untouched.
-class SavedStates {
- public:
-  explicit SavedStates(IDirect3DDevice9* device) : m_device(device) {}
-  SavedStates(const SavedStates&) = delete;
-  SavedStates& operator=(const SavedStates&) = delete;
-
-  void apply(IDirect3DTexture9* glyphs, const D3DVIEWPORT9& viewport) {
-    for (std::size_t i = 0; i < kRenderStateCount; ++i) {
-      m_haveRender[i] = m_device->GetRenderState(kRenderStates[i].state, &m_render[i]) == D3D_OK;
-      if (m_haveRender[i]) m_device->SetRenderState(kRenderStates[i].state, kRenderStates[i].value);
-    }
-    for (std::size_t i = 0; i < kStageStateCount; ++i) {
-      const StageStateValue& s = kStageStates[i];
-      m_haveStage[i] = m_device->GetTextureStageState(s.stage, s.type, &m_stage[i]) == D3D_OK;
-      if (m_haveStage[i]) m_device->SetTextureStageState(s.stage, s.type, s.value);
-    }
-    for (std::size_t i = 0; i < kSamplerStateCount; ++i) {
-      m_haveSampler[i] = m_device->GetSamplerState(0, kSamplerStates[i].type, &m_sampler[i]) == D3D_OK;
-      if (m_haveSampler[i]) m_device->SetSamplerState(0, kSamplerStates[i].type, kSamplerStates[i].value);
-    }
-    m_haveTexture = m_device->GetTexture(0, &m_texture) == D3D_OK;
-    m_device->SetTexture(0, glyphs);
-    m_haveFvf = m_device->GetFVF(&m_fvf) == D3D_OK;
-    m_haveDeclaration = m_device->GetVertexDeclaration(&m_declaration) == D3D_OK;
-    m_device->SetFVF(kOverlayFvf);
-    m_haveVertexShader = m_device->GetVertexShader(&m_vertexShader) == D3D_OK;
-    m_device->SetVertexShader(nullptr);
-    m_havePixelShader = m_device->GetPixelShader(&m_pixelShader) == D3D_OK;
-    m_device->SetPixelShader(nullptr);
-    m_haveStream = m_device->GetStreamSource(0, &m_stream, &m_streamOffset, &m_streamStride) == D3D_OK;
-    m_haveViewport = m_device->GetViewport(&m_viewport) == D3D_OK;
-    m_device->SetViewport(&viewport);
-  }
-
-  // Puts everything back in reverse order and drops the references the
-  // Get* calls took.
-  void restore() {
-    if (m_haveViewport) m_device->SetViewport(&m_viewport);
-    if (m_haveStream) m_device->SetStreamSource(0, m_stream, m_streamOffset, m_streamStride);
-    if (m_havePixelShader) m_device->SetPixelShader(m_pixelShader);
-    if (m_haveVertexShader) m_device->SetVertexShader(m_vertexShader);
-    // An FVF and a declaration replace each other: a declaration without an
-    // FVF was set by itself, otherwise the FVF (0 included) was.
-    if (m_haveDeclaration && m_declaration != nullptr && (!m_haveFvf || m_fvf == 0)) {
-      m_device->SetVertexDeclaration(m_declaration);
-    } else if (m_haveFvf) {
-      m_device->SetFVF(m_fvf);
-    }
-    if (m_haveTexture) m_device->SetTexture(0, m_texture);
-    for (std::size_t i = kSamplerStateCount; i-- > 0;) {
-      if (m_haveSampler[i]) m_device->SetSamplerState(0, kSamplerStates[i].type, m_sampler[i]);
-    }
-    for (std::size_t i = kStageStateCount; i-- > 0;) {
-      if (m_haveStage[i]) m_device->SetTextureStageState(kStageStates[i].stage, kStageStates[i].type, m_stage[i]);
-    }
-    for (std::size_t i = kRenderStateCount; i-- > 0;) {
-      if (m_haveRender[i]) m_device->SetRenderState(kRenderStates[i].state, m_render[i]);
-    }
-    release(m_stream);
-    release(m_pixelShader);
-    release(m_vertexShader);
-    release(m_declaration);
-    release(m_texture);
-  }
-
- private:
-  template <class T>
-  static void release(T*& object) {
-    if (object != nullptr) object->Release();
-    object = nullptr;
-  }
-
-  IDirect3DDevice9* m_device;
-  DWORD m_render[kRenderStateCount] = {};
-  bool m_haveRender[kRenderStateCount] = {};
-  DWORD m_stage[kStageStateCount] = {};
-  bool m_haveStage[kStageStateCount] = {};
-  DWORD m_sampler[kSamplerStateCount] = {};
-  bool m_haveSampler[kSamplerStateCount] = {};
-  IDirect3DBaseTexture9* m_texture = nullptr;
-  bool m_haveTexture = false;
-  DWORD m_fvf = 0;
-  bool m_haveFvf = false;
-  IDirect3DVertexDeclaration9* m_declaration = nullptr;
-  bool m_haveDeclaration = false;
-  IDirect3DVertexShader9* m_vertexShader = nullptr;
-  bool m_haveVertexShader = false;
-  IDirect3DPixelShader9* m_pixelShader = nullptr;
-  bool m_havePixelShader = false;
-  IDirect3DVertexBuffer9* m_stream = nullptr;
-  UINT m_streamOffset = 0, m_streamStride = 0;
-  bool m_haveStream = false;
-  D3DVIEWPORT9 m_viewport{};
-  bool m_haveViewport = false;
 };
 
 // Fills the atlas: white texels whose alpha is the glyph's bit, the solid
@@ -297,9 +196,17 @@ void TextOverlay::draw(const TextPanel& panel) {
   const long long padding = std::max(panel.padding, 0);
   m_vertices.clear();
 
-  SavedStates saved(m_device);
+  // Given back as found when draw returns.
+  DeviceStates saved(m_device);
+  for (const RenderStateValue& r : kRenderStates) saved.render(r.state, r.value);
+  for (const StageStateValue& s : kStageStates) saved.stage(s.stage, s.type, s.value);
+  for (const SamplerStateValue& s : kSamplerStates) saved.sampler(0, s.type, s.value);
+  m_device->SetTexture(0, m_glyphs);
+  m_device->SetFVF(kOverlayFvf);
+  m_device->SetVertexShader(nullptr);
+  m_device->SetPixelShader(nullptr);
   const D3DVIEWPORT9 whole{0, 0, target.Width, target.Height, 0.0f, 1.0f};
-  saved.apply(m_glyphs, whole);
+  m_device->SetViewport(&whole);
 
   if ((panel.background >> 24) != 0) {
     addQuad(panel.x, panel.y, width, height, 0, 0, true, panel.background, targetWidth, targetHeight);
@@ -323,5 +230,4 @@ void TextOverlay::draw(const TextPanel& panel) {
     }
   }
   flush();
-  saved.restore();
 }

@@ -9,7 +9,7 @@
 #include "script/Scripter.h"
 #include "script/ScriptItem.h"
 #include "script/Show.h"
-#include "tools/DeviceStates.h"
+#include "render/DeviceStates.h"
 #include "tools/FrameGrid.h"
 #include "tools/OfflineRenderer.h"
 #include "tools/ShowFailure.h"

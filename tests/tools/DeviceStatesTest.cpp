@@ -3,7 +3,7 @@
 // device's states before the next show starts on it.
 #include "OffscreenDevice.h"
 #include "platform/gfx/D3D9Defaults.h"
-#include "tools/DeviceStates.h"
+#include "render/DeviceStates.h"
 
 #include <gtest/gtest.h>
 
