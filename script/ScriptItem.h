@@ -22,4 +22,8 @@ class ScriptItem {
   // counted). Only tools read these; messages of the player keep its own count.
   std::string sourceFile;
   int sourceLine = 0;
+
+  // "FILE:LINE", and "FILE:LINE: TEXT", as tools name the line.
+  std::string place() const { return sourceFile + ":" + std::to_string(sourceLine); }
+  std::string placeAndText() const { return place() + ": " + text; }
 };

@@ -420,10 +420,7 @@ PreviewFigures PreviewSession::figures() const {
   f.loopB = m_loopB;
   f.error = m_error;
   if (const Scripter* s = m_show ? m_show->scripter() : nullptr) {
-    if (s->current > 0 && s->current <= s->items.size()) {
-      const ScriptItem& item = *s->items[s->current - 1];
-      f.lastLine = item.sourceFile + ":" + std::to_string(item.sourceLine) + ": " + item.text;
-    }
+    if (s->current > 0 && s->current <= s->items.size()) f.lastLine = s->items[s->current - 1]->placeAndText();
     auto list = [&](const char* kind, const auto& slots, auto describe) {
       if (slots.empty()) return;
       std::string line = std::string(kind) + ":";

@@ -211,15 +211,13 @@ class Walk final : public ScriptParseObserver {
       const std::uint64_t bytes = loadedTextureBytes();
       if (bytes > m_report->summary.peakTextureBytes) {
         m_report->summary.peakTextureBytes = bytes;
-        m_report->summary.peakAt = where(*m_scripter->items[i]);
+        m_report->summary.peakAt = m_scripter->items[i]->place();
       }
     }
     finish();
   }
 
  private:
-  static std::string where(const ScriptItem& item) { return item.sourceFile + ":" + std::to_string(item.sourceLine); }
-  static std::string context(const ScriptItem& item) { return where(item) + ": " + item.text; }
 
   void add(CheckProblem::Severity severity, const std::string& file, int line, const std::string& message,
            const std::string& command) {
@@ -251,7 +249,7 @@ class Walk final : public ScriptParseObserver {
       return;
     }
     if (auto* jump = dynamic_cast<SetTime*>(&item)) {
-      if (jump->time > m_t) m_jump = {where(item), m_t, double(jump->time), true};
+      if (jump->time > m_t) m_jump = {item.place(), m_t, double(jump->time), true};
       m_t = jump->time;
     }
     if (auto* layer = dynamic_cast<SetLayer*>(&item)) checkSetLayer(item, layer->image, layer->layer);
@@ -345,13 +343,13 @@ class Walk final : public ScriptParseObserver {
     if (!load || !resourceExists(load->file)) return errorAt(item, message);
     std::string file = fileNamedBy(box.text);
     if (file.empty() || !resourceExists(file)) file = load->file;
-    add(CheckProblem::Severity::Error, file, 0, message, context(item));
+    add(CheckProblem::Severity::Error, file, 0, message, item.placeAndText());
   }
 
   void lesserMessage(const ScriptItem& item, const Box& box) {
     const auto* load = dynamic_cast<const LoadSlotItem*>(&item);
     if (load && resourceExists(load->file))
-      add(CheckProblem::Severity::Warning, load->file, 0, boxMessage(box), context(item));
+      add(CheckProblem::Severity::Warning, load->file, 0, boxMessage(box), item.placeAndText());
     else
       warnAt(item, boxMessage(box));
   }
@@ -364,7 +362,7 @@ class Walk final : public ScriptParseObserver {
     if (auto* p = dynamic_cast<const LoadImage*>(&item)) key = "image:" + (image = p->name);
     if (auto* p = dynamic_cast<const CreateColor*>(&item)) key = "image:" + (image = p->name);
     if (auto* p = dynamic_cast<const FreeImage*>(&item)) {
-      if (loaded) m_freedImages[p->name] = where(item);
+      if (loaded) m_freedImages[p->name] = item.place();
       m_failedSlots.erase("image:" + p->name);
     }
     if (key.empty()) return;
@@ -452,11 +450,11 @@ class Walk final : public ScriptParseObserver {
       if (decoder->failed() || got <= 0) {
         char text[160];
         std::snprintf(text, sizeof text, "the music stops decoding after %d ms", got * 1000 / kMixRate);
-        add(CheckProblem::Severity::Error, file, 0, text, context(item));
+        add(CheckProblem::Severity::Error, file, 0, text, item.placeAndText());
       }
     } else {
       add(CheckProblem::Severity::Error, file, 0, std::string("MP3Player Error: ") + GetMusicErrorText(error),
-          context(item));
+          item.placeAndText());
     }
     decoder.reset();
     ResClose(f);

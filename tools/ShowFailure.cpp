@@ -24,7 +24,7 @@ std::string whereInScript() {
   const Scripter* s = g_boxes.scripter;
   if (!s || s->current >= s->items.size()) return {};
   const ScriptItem& item = *s->items[s->current];
-  return item.sourceFile + ":" + std::to_string(item.sourceLine) + ": " + item.text + ": ";
+  return item.placeAndText() + ": ";
 }
 
 int holdBox(const char* text, const char* caption, UINT) {
