@@ -174,17 +174,8 @@ bool render(const RenderOptions& options, RenderResult* result, std::string* err
   registerGlDirect3DBackend(deviceOptions);
   gfx.d3d = Direct3DCreate9(D3D_SDK_VERSION);
   if (!gfx.d3d) return *error = "no OpenGL device available", false;
-  D3DPRESENT_PARAMETERS params{};
-  params.BackBufferWidth = UINT(options.width);
-  params.BackBufferHeight = UINT(options.height);
-  params.BackBufferFormat = D3DFMT_X8R8G8B8;
-  params.BackBufferCount = 1;
-  params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-  params.Windowed = TRUE;
-  params.EnableAutoDepthStencil = TRUE;
-  params.AutoDepthStencilFormat = D3DFMT_D24X8;
-  const HRESULT created = gfx.d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, nullptr,
-                                                D3DCREATE_HARDWARE_VERTEXPROCESSING, &params, &gfx.device);
+  const HRESULT created =
+      createShowDevice(gfx.d3d, UINT(options.width), UINT(options.height), nullptr, &gfx.device);
   if (FAILED(created)) return *error = "cannot create the off-screen device (" + std::to_string(created) + ")", false;
 
   soundForceOutput(FSOUND_OUTPUT_OFFLINE);

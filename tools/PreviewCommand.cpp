@@ -151,18 +151,7 @@ int previewCommand(const Args& args) {
   DeviceHolder gfx;
   gfx.d3d = Direct3DCreate9(D3D_SDK_VERSION);
   if (!gfx.d3d) return fail("no OpenGL device available");
-  D3DPRESENT_PARAMETERS params{};
-  params.BackBufferWidth = UINT(width);
-  params.BackBufferHeight = UINT(height);
-  params.BackBufferFormat = D3DFMT_X8R8G8B8;
-  params.BackBufferCount = 1;
-  params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-  params.hDeviceWindow = window->handle();
-  params.Windowed = TRUE;
-  params.EnableAutoDepthStencil = TRUE;
-  params.AutoDepthStencilFormat = D3DFMT_D24X8;
-  const HRESULT created = gfx.d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, window->handle(),
-                                                D3DCREATE_HARDWARE_VERTEXPROCESSING, &params, &gfx.device);
+  const HRESULT created = createShowDevice(gfx.d3d, UINT(width), UINT(height), window->handle(), &gfx.device);
   if (FAILED(created)) return fail("cannot create the device (" + std::to_string(created) + ")");
   chooseSoundDevice();
 

@@ -3,6 +3,7 @@
 // files in a temporary folder, the working directory moved there for a
 // while, and the player's off-screen device.
 #include "platform/gfx/Direct3D9.h"
+#include "tools/DeviceHolder.h"
 
 #include <stdlib.h>
 #include <unistd.h>
@@ -90,23 +91,11 @@ class WorkingDirectory {
   std::filesystem::path m_old;
 };
 
-// The player's device: an X8R8G8B8 back buffer of the size with a D24X8
-// depth buffer, windowed (off screen under SDL's offscreen driver). Null
-// when it cannot be made.
+// The tools' device (createShowDevice), off screen under SDL's offscreen
+// driver. Null when it cannot be made.
 inline IDirect3DDevice9* createShowDevice(IDirect3D9* d3d, UINT width = 800, UINT height = 600) {
-  D3DPRESENT_PARAMETERS params{};
-  params.BackBufferWidth = width;
-  params.BackBufferHeight = height;
-  params.BackBufferFormat = D3DFMT_X8R8G8B8;
-  params.BackBufferCount = 1;
-  params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-  params.Windowed = TRUE;
-  params.EnableAutoDepthStencil = TRUE;
-  params.AutoDepthStencilFormat = D3DFMT_D24X8;
   IDirect3DDevice9* device = nullptr;
-  if (FAILED(d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, nullptr, D3DCREATE_HARDWARE_VERTEXPROCESSING,
-                               &params, &device)))
-    return nullptr;
+  if (FAILED(::createShowDevice(d3d, width, height, nullptr, &device))) return nullptr;
   return device;
 }
 
