@@ -261,11 +261,8 @@ bool render(const RenderOptions& options, RenderResult* result, std::string* err
       printHeldBox();
 
       if (keep && !framesDir.empty()) {
-        IDirect3DSurface9* backBuffer = nullptr;
         UINT width = 0, height = 0;
-        gfx.device->GetBackBuffer(0, 0, D3DBACKBUFFER_TYPE_MONO, &backBuffer);
-        const HRESULT read = gfx.device->readSurfaceARGB(backBuffer, pixels, width, height);
-        if (backBuffer) backBuffer->Release();
+        const HRESULT read = readBackBuffer(gfx.device, pixels, width, height);
         char name[40];
         std::snprintf(name, sizeof name, "/frame%06lld.png", static_cast<long long>(k));
         if (FAILED(read)) return *error = "cannot read the frame back", false;

@@ -10,6 +10,7 @@
 #include "script/ScriptItem.h"
 #include "script/Show.h"
 #include "render/DeviceStates.h"
+#include "tools/DeviceHolder.h"
 #include "tools/FrameGrid.h"
 #include "tools/OfflineRenderer.h"
 #include "tools/ShowFailure.h"
@@ -203,13 +204,9 @@ void PreviewSession::drawShowFrame(bool capture) {
 }
 
 void PreviewSession::captureBackBuffer() {
-  IDirect3DSurface9* backBuffer = nullptr;
-  if (FAILED(m_device->GetBackBuffer(0, 0, D3DBACKBUFFER_TYPE_MONO, &backBuffer)) || !backBuffer) return;
   std::vector<D3DCOLOR> pixels;
   UINT width = 0, height = 0;
-  const HRESULT read = m_device->readSurfaceARGB(backBuffer, pixels, width, height);
-  backBuffer->Release();
-  if (FAILED(read) || width == 0 || height == 0) return;
+  if (FAILED(readBackBuffer(m_device, pixels, width, height)) || width == 0 || height == 0) return;
   if (m_held && (m_heldWidth != width || m_heldHeight != height)) {
     m_held->Release();
     m_held = nullptr;

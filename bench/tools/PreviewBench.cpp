@@ -10,6 +10,7 @@
 //   seek_frames  seek_ms / frame_ms: how many played frames a jump costs
 #include "bench/support/GeneratedShow.h"
 #include "platform/gfx/gl/GlDirect3D.h"
+#include "tools/DeviceHolder.h"
 #include "tools/PreviewSession.h"
 
 #include <benchmark/benchmark.h>
@@ -39,12 +40,9 @@ double median(std::vector<double> values) {
 
 // Waits for the device's queued drawing by reading the back buffer.
 void finish(IDirect3DDevice9* device) {
-  IDirect3DSurface9* backBuffer = nullptr;
-  if (FAILED(device->GetBackBuffer(0, 0, D3DBACKBUFFER_TYPE_MONO, &backBuffer))) return;
   std::vector<D3DCOLOR> pixels;
   UINT width = 0, height = 0;
-  device->readSurfaceARGB(backBuffer, pixels, width, height);
-  backBuffer->Release();
+  readBackBuffer(device, pixels, width, height);
 }
 
 void BM_PreviewSeek(benchmark::State& state) {

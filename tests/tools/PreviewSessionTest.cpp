@@ -9,16 +9,17 @@
 // and a camera switch in frame 19, "settime" in frame 26, a cross-fade from
 // frame 37, the end in frame 61.
 #include "ArchiveTestUtil.h"
+#include "OffscreenDevice.h"
 #include "PixelCompare.h"
 #include "RangeTestShow.h"
 #include "ToolRun.h"
 #include "archive/CFLArchive.h"
 #include "audio/MP3Player.h"
 #include "platform/d3dx/ImageDecoder.h"
-#include "OffscreenDevice.h"
 #include "platform/sound/SoundOffline.h"
 #include "script/Show.h"
 #include "tools/ArchiveWriter.h"
+#include "tools/DeviceHolder.h"
 #include "tools/PreviewSession.h"
 
 #include <gtest/gtest.h>
@@ -74,12 +75,9 @@ class PreviewSessionTest : public ::testing::Test {
   void TearDown() override { m_gfx.reset(); }
 
   std::vector<D3DCOLOR> screen() {
-    IDirect3DSurface9* backBuffer = nullptr;
-    m_device->GetBackBuffer(0, 0, D3DBACKBUFFER_TYPE_MONO, &backBuffer);
     std::vector<D3DCOLOR> pixels;
     UINT width = 0, height = 0;
-    m_device->readSurfaceARGB(backBuffer, pixels, width, height);
-    backBuffer->Release();
+    readBackBuffer(m_device, pixels, width, height);
     return pixels;
   }
 
