@@ -28,35 +28,12 @@ import sys
 import zlib
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from xwd2png import read_xwd  # noqa: E402
+from xwd2png import read_area, write_png  # noqa: E402
 
 
 def xwd_area(path, x0, y0, w, h):
     """The area as a list of rows of (r, g, b)."""
-    fields, pixels = read_xwd(path)
-    width, height = fields[4], fields[5]
-    byte_order, bits_per_pixel, bytes_per_line = fields[7], fields[11], fields[12]
-    red_mask, green_mask, blue_mask = fields[14:17]
-    if fields[2] != 2 or bits_per_pixel not in (24, 32):
-        sys.exit("shotcompare: only 24/32-bit ZPixmap screenshots are supported")
-    if x0 < 0 or y0 < 0 or x0 + w > width or y0 + h > height:
-        sys.exit("shotcompare: the area lies outside the %dx%d screenshot" % (width, height))
-    step = bits_per_pixel // 8
-    endian = "little" if byte_order == 0 else "big"
-
-    def shift(mask):
-        return (mask & -mask).bit_length() - 1
-
-    rs, gs, bs = shift(red_mask), shift(green_mask), shift(blue_mask)
-    rows = []
-    for y in range(y0, y0 + h):
-        line = pixels[y * bytes_per_line:(y + 1) * bytes_per_line]
-        row = []
-        for x in range(x0, x0 + w):
-            v = int.from_bytes(line[x * step:x * step + step], endian)
-            row.append(((v & red_mask) >> rs, (v & green_mask) >> gs, (v & blue_mask) >> bs))
-        rows.append(row)
-    return rows
+    return read_area(path, x0, y0, w, h)
 
 
 def read_png(path):
@@ -100,16 +77,6 @@ def read_png(path):
         rows.append([tuple(line[x * bpp:x * bpp + 3]) for x in range(width)])
         prev = line
     return rows
-
-
-def write_png(path, rows):
-    def chunk(kind, body):
-        return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body) & 0xFFFFFFFF)
-
-    raw = b"".join(b"\0" + bytes(v for px in row for v in px) for row in rows)
-    png = b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", len(rows[0]), len(rows), 8, 2, 0, 0, 0))
-    png += chunk(b"IDAT", zlib.compress(raw, 6)) + chunk(b"IEND", b"")
-    open(path, "wb").write(png)
 
 
 def encode_png(rows, alpha=False, filters=(0,)):
