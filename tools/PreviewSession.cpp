@@ -114,7 +114,6 @@ bool PreviewSession::load(double targetMs) {
   // The archive afresh (the author may have repacked it), with every entry
   // that the folder holds as a loose file left out, so that the loose file
   // is read everywhere, the script included.
-  g_archive = nullptr;
   m_archive = std::make_unique<CFLArchive>();
   g_archive = m_archive.get();
   if (!m_options.archive.empty()) {
